@@ -1,0 +1,58 @@
+# Unit tests (tests/unit) need nothing but the library; lab tests (tests/lab) run on the host
+# side of the network lab and talk to peers on its units side.
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+file(GLOB TARN_SUPPORT_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/support/*.cpp)
+add_library(tarn_testsupport STATIC ${TARN_SUPPORT_SOURCES}
+            ${PROJECT_SOURCE_DIR}/cmake/empty.cpp)
+target_include_directories(tarn_testsupport PUBLIC ${PROJECT_SOURCE_DIR}/tests/support)
+target_link_libraries(tarn_testsupport PUBLIC tarn_static GTest::gtest)
+if(TARGET tarn_sim)
+    target_link_libraries(tarn_testsupport PUBLIC tarn_sim)
+endif()
+target_compile_definitions(tarn_testsupport PUBLIC
+    TARN_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+    TARN_SHARED_LIBRARY="$<TARGET_FILE:tarndll>")
+
+file(GLOB TARN_UNIT_TESTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/*.cpp)
+foreach(source ${TARN_UNIT_TESTS})
+    get_filename_component(name ${source} NAME_WE)
+    add_executable(${name} ${source})
+    target_link_libraries(${name} PRIVATE tarn_testsupport GTest::gtest_main ${CMAKE_DL_LIBS})
+    add_dependencies(${name} tarndll)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit)
+endforeach()
+
+# The lab is made once per run and shared by every lab test; each lab test binds its own port
+# (tests that must share port 1024 take the "port1024" lock).
+set(TARN_NETLAB ${PROJECT_SOURCE_DIR}/scripts/netlab)
+add_test(NAME netlab.up COMMAND ${TARN_NETLAB} up)
+add_test(NAME netlab.down COMMAND ${TARN_NETLAB} down)
+set_tests_properties(netlab.up PROPERTIES FIXTURES_SETUP netlab LABELS lab
+    ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}" SKIP_RETURN_CODE 77)
+set_tests_properties(netlab.down PROPERTIES FIXTURES_CLEANUP netlab LABELS lab
+    ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+
+file(GLOB TARN_LAB_TESTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/lab/*.cpp)
+foreach(source ${TARN_LAB_TESTS})
+    get_filename_component(name ${source} NAME_WE)
+    add_executable(${name} ${source})
+    target_link_libraries(${name} PRIVATE tarn_testsupport GTest::gtest_main)
+    add_test(NAME lab.${name} COMMAND ${TARN_NETLAB} exec-host $<TARGET_FILE:${name}>)
+    set_tests_properties(lab.${name} PROPERTIES
+        FIXTURES_REQUIRED netlab LABELS lab SKIP_RETURN_CODE 77 TIMEOUT 240
+        ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+    file(STRINGS ${source} needs_port_1024 REGEX "TARN_LAB_USES_PORT_1024")
+    if(needs_port_1024)
+        set_tests_properties(lab.${name} PROPERTIES RESOURCE_LOCK port1024)
+    endif()
+endforeach()
+
+file(GLOB TARN_PY_TESTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/python/tests/test_*.py)
+foreach(source ${TARN_PY_TESTS})
+    get_filename_component(name ${source} NAME_WE)
+    add_test(NAME py.${name} COMMAND /usr/bin/python3 -m pytest -q ${source})
+    set_tests_properties(py.${name} PROPERTIES LABELS python
+        ENVIRONMENT "TARN_LIBRARY=$<TARGET_FILE:tarndll>;TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+endforeach()

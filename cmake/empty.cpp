@@ -1,0 +1,1 @@
+// Keeps the test-support archive valid while it has no sources of its own.
