@@ -1,6 +1,7 @@
 #pragma once
 // Measurement internals of a task: generation of the device program, the measurement cycle and
 // the decoding of the unit's data packets into sweep data.
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -81,9 +82,12 @@ public:
     int longestPacketGap = 0;
     double pointTimeMs = 0.0;
 
-    // Set when a sweep failed part-way: packets of it may still arrive and must not be taken
-    // for the next sweep's.
-    bool discardStalePackets = false;
+    // Set when a synchronous sweep failed part-way: the next one first halts the unit and
+    // re-points it, so that packets of the failed sweep are not taken for the new one's.
+    bool recoverBeforeNextSweep = false;
+    // Set by interruptMeasurement() (from another thread) so that the interrupted sweep reports
+    // ERR_INTERRUPTED rather than a time-out.
+    std::atomic<bool> interruptRequested{false};
 };
 
 } // namespace Orvek
