@@ -272,8 +272,8 @@ TARN_API int utilPingUnit(task_t* task, int attempts);
  * TASK_STOPPED and TASK_STARTED. ERR_BYTES when the unit's read-back is not exact. */
 TARN_API int utilEnterLowPowerState(task_t* task);
 /* The unit's description; all zero before initialize. With a null handle only the first
- * thirteen fields are written (zero). May throw (C++ callers) when the unit's feature-flag
- * word cannot be read. */
+ * thirteen fields are written (zero). Throws Orvek::InvalidPromException (a
+ * std::runtime_error) when the unit's PROM names an unknown switch-board type. */
 TARN_API tarn_hardware_details_t getHardwareDetails(task_t* task);
 
 /* ---- Sweep setup ---- */
