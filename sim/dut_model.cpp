@@ -131,8 +131,10 @@ TwoPortS bandPassFilterS(const BandPassFilterSpec& spec, double freqMHz) {
     const Complex denominator = total.a + total.b / kZ0 + total.c * kZ0 + total.d;
     s[0][0] = (total.a + total.b / kZ0 - total.c * kZ0 - total.d) / denominator;
     s[1][1] = (-total.a + total.b / kZ0 - total.c * kZ0 + total.d) / denominator;
+    // A passive ladder is reciprocal (AD - BC = 1); using that keeps S12 exact where the
+    // stop band makes the ABCD terms huge.
     s[1][0] = 2.0 / denominator;
-    s[0][1] = 2.0 * (total.a * total.d - total.b * total.c) / denominator;
+    s[0][1] = s[1][0];
 
     // The connector lines: reflections travel each line twice, transmissions both once.
     const Complex line = delayPhase(freqMHz, spec.lineDelayNs);

@@ -20,6 +20,7 @@ struct IqSample {
     std::int16_t i = 0;
     std::int16_t q = 0;
     bool operator==(const IqSample& other) const { return i == other.i && q == other.q; }
+    bool operator!=(const IqSample& other) const { return !(*this == other); }
 };
 
 // Electrical state of the unit at one acquisition.
