@@ -72,6 +72,7 @@ std::string UnitCore::refuse(const std::string& datagram, const std::string& pro
 std::optional<std::string> UnitCore::handle(const Command& command, double now) {
     switch (command.kind) {
     case CommandKind::Halt:
+        pendingBegin_.reset();
         if (running_)
             stop("halted by the host", false);
         packet_.clear();
@@ -80,11 +81,20 @@ std::optional<std::string> UnitCore::handle(const Command& command, double now) 
     case CommandKind::Version:
         return hex2(static_cast<unsigned>(options_.firmwareVersion));
     case CommandKind::Begin:
-        begin(pc_, now, "run from the program counter");
-        return std::nullopt;
     case CommandKind::BeginAt:
-        pc_ = command.address;
-        begin(pc_, now, "run");
+        if (command.kind == CommandKind::BeginAt)
+            pc_ = command.address;
+        if (running_) {
+            // One program at a time: the begin waits for the running program's end.
+            pendingBegin_ = pc_;
+            char text[80];
+            std::snprintf(text, sizeof text, "run 0x%04x deferred until the running program ends",
+                          pc_);
+            note(text, false, programTime_);
+        } else {
+            begin(pc_, now, command.kind == CommandKind::Begin ? "run from the program counter"
+                                                                : "run");
+        }
         return std::nullopt;
     case CommandKind::SetCounter:
         pc_ = command.address;
@@ -139,6 +149,7 @@ std::string UnitCore::storeUpload(const Command& command, double now) {
         note(text, true);
         return std::string("?") + kPrompt;
     }
+    pendingBegin_.reset();
     if (running_)
         stop("halted by a program upload", false);
     std::copy(command.data.begin(), command.data.end(), memory_.begin() + command.address);

@@ -141,6 +141,8 @@ private:
     std::unique_ptr<ProgramReader> reader_;
 
     bool running_ = false;
+    // A begin received while a program runs starts when that program reaches its end.
+    std::optional<std::uint16_t> pendingBegin_;
     std::uint16_t pc_ = 0;      // program counter register ("W%04x", "B%04x")
     std::uint32_t execPc_ = 0;  // where the running program executes
     std::vector<std::uint32_t> callStack_;

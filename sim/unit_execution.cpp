@@ -53,6 +53,11 @@ void UnitCore::stop(const std::string& why, bool error) {
     char text[64];
     std::snprintf(text, sizeof text, " (at 0x%04x)", execPc_);
     note(why + text, error, programTime_);
+    if (pendingBegin_) {
+        const std::uint16_t address = *pendingBegin_;
+        pendingBegin_.reset();
+        begin(address, programTime_, "deferred run");
+    }
 }
 
 void UnitCore::jumpTo(std::uint32_t target, bool isCall, std::uint32_t returnAddress) {
@@ -231,7 +236,7 @@ void UnitCore::run(double until, std::size_t budget) {
         case InstructionKind::LabelMarker:
             execPc_ = instruction.address;
             stop("program end", false);
-            return;
+            break;
         case InstructionKind::Jump:
             registers_[0x90] = static_cast<std::uint8_t>(instruction.target >> 8);
             registers_[0x91] = static_cast<std::uint8_t>(instruction.target);

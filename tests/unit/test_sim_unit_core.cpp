@@ -328,6 +328,31 @@ TEST(SimUnitCore, CallsReturnAndPacketCountersRunOnUntilReset) {
     EXPECT_TRUE(h.errors().empty());
 }
 
+TEST(SimUnitCore, ABeginWhileRunningWaitsForTheRunningProgramsEnd) {
+    Harness h;
+    // 0000: hop 90K, two points, end;  0005: a packet tagged 7, end.
+    ASSERT_EQ(h.send("W00008500FDFDFF8907FF\n"), std::optional<std::string>("FF"));
+    const double point = 361 / 32e6;
+    h.send("B0000\n");
+    h.core.run(h.now + point / 2, 100);
+    ASSERT_TRUE(h.core.running());
+    EXPECT_EQ(h.send("B0005\n"), std::nullopt);
+    const std::vector<DataPacket> packets = h.runToEnd();
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(packets[0].tagB, 7);
+    EXPECT_NEAR(packets[0].programSeconds, h.now + 2 * point, 1e-12);
+
+    // A halt forgets a deferred begin.
+    h.now += 1.0;
+    h.send("B0000\n");
+    h.core.run(h.now, 100);
+    h.send("B0005\n");
+    h.send("Q\n");
+    h.core.run(1e9, 1000);
+    EXPECT_TRUE(h.core.takePackets().empty());
+    EXPECT_TRUE(h.errors().empty());
+}
+
 TEST(SimUnitCore, MalformedProgramsStopWithAReasonAndTheUnitStaysUsable) {
     struct Case {
         const char* name;
