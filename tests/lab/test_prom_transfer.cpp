@@ -184,7 +184,9 @@ TEST_F(PromTransfer, ADownloadedImageDecodesToTheParametersItWasBuiltFrom) {
 }
 
 TEST_F(PromTransfer, ACancelledDownloadStopsAtOnceAndDecodesNothing) {
-    PromScript prom(sampleUnit().generateFullBytestream(), 4096);
+    const std::vector<int> image = sampleUnit().generateFullBytestream();
+    const int total = static_cast<int>(image.size()) - 2;
+    PromScript prom(image, 4096);
     FakeUnit fake(unit, port, prom.script());
     Orvek::PromParameters parameters;
     parameters.Minimum_freq = 123;
@@ -195,7 +197,12 @@ TEST_F(PromTransfer, ACancelledDownloadStopsAtOnceAndDecodesNothing) {
     ASSERT_FALSE(progressSeen.empty());
     EXPECT_EQ(progressSeen.back(), 50);
     EXPECT_EQ(parameters.Minimum_freq, 123);
-    EXPECT_EQ(prom.reads(60), 0);
+    // Reading stopped right after the byte that reached 50 %.
+    const int bytesRead = static_cast<int>(progressSeen.size()) - 1;
+    EXPECT_EQ(bytesRead, (total + 1) / 2);
+    ASSERT_GT(bytesRead, 34);
+    EXPECT_EQ(prom.reads(bytesRead - 1), 1);
+    EXPECT_EQ(prom.reads(bytesRead), 0);
 }
 
 TEST_F(PromTransfer, EraseWritesEveryByteAndAlwaysDisablesWritingAgain) {

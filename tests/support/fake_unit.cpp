@@ -57,6 +57,7 @@ struct FakeUnit::Worker {
     mutable std::condition_variable arrived;
     Script script;
     std::vector<Datagram> log;
+    std::vector<Datagram> sentLog;
     std::vector<Reply> toHost;
     bool stopping = false;
 
@@ -199,6 +200,10 @@ void FakeUnit::Worker::run(std::promise<std::string>& ready) {
             if (fd >= 0) {
                 sendto(fd, out.reply.bytes.data(), out.reply.bytes.size(), 0,
                        reinterpret_cast<const sockaddr*>(&out.destination), sizeof out.destination);
+                const auto at = Clock::now();
+                std::lock_guard<std::mutex> guard(lock);
+                sentLog.push_back(
+                    {out.reply.bytes, out.reply.from.empty() ? address : out.reply.from, at});
             } else {
                 std::fprintf(stderr, "fake unit %s: cannot reply from %s: %s\n", address.c_str(),
                              out.reply.from.c_str(), error.c_str());
@@ -294,6 +299,12 @@ bool FakeUnit::waitForReceived(std::size_t count, std::chrono::milliseconds time
 void FakeUnit::clearReceived() {
     std::lock_guard<std::mutex> guard(worker->lock);
     worker->log.clear();
+    worker->sentLog.clear();
+}
+
+std::vector<Datagram> FakeUnit::sent() const {
+    std::lock_guard<std::mutex> guard(worker->lock);
+    return worker->sentLog;
 }
 
 Script silentScript() {

@@ -61,11 +61,15 @@ public:
     void sendToHost(const Reply& datagram);
 
     std::vector<Datagram> received() const;
+    // What the unit sent, in order: `from` is the local address it was sent from, `at` the
+    // time right after sendto returned.
+    std::vector<Datagram> sent() const;
     std::size_t receivedCount() const;
     // Number of received datagrams whose bytes equal `bytes`.
     std::size_t countReceived(const std::string& bytes) const;
     // Waits until at least `count` datagrams have arrived; false on time-out.
     bool waitForReceived(std::size_t count, std::chrono::milliseconds timeout) const;
+    // Forgets what was received and sent so far.
     void clearReceived();
 
     // Stops and joins the unit's thread (idempotent). Replies not yet due are dropped.
