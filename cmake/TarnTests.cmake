@@ -11,6 +11,9 @@ target_link_libraries(tarn_testsupport PUBLIC tarn_static GTest::gtest)
 if(TARGET tarn_sim)
     target_link_libraries(tarn_testsupport PUBLIC tarn_sim)
 endif()
+if(TARGET tarn-sweep)
+    target_compile_definitions(tarn_testsupport PUBLIC TARN_SWEEP_TOOL="$<TARGET_FILE:tarn-sweep>")
+endif()
 target_compile_definitions(tarn_testsupport PUBLIC
     TARN_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     TARN_SHARED_LIBRARY="$<TARGET_FILE:tarndll>")
