@@ -183,6 +183,62 @@ TEST_F(SimUnitProtocol, PacketFaultsRepeatWithTheirSeed) {
     EXPECT_EQ(clean, expected);
 }
 
+TEST(SimUnitTiming, FastModeOutrunsTheClockAndATriggerRunsTheIdleUnit) {
+    TARN_REQUIRE_LAB_HOST_SIDE();
+    tarnlab::SimulatedUnits units;
+    Sim::UnitConfig fast = tarnlab::simUnitConfig("none", "192.168.1.18", 1159);
+    fast.realTime = false;
+    Sim::SimUnit& fastUnit = units.add(fast);
+    Sim::UnitConfig triggered = tarnlab::simUnitConfig("none", "192.168.1.19", 1159);
+    triggered.triggerPeriodMs = 25;
+    Sim::SimUnit& triggeredUnit = units.add(triggered);
+    ASSERT_EQ(units.start(), "");
+    auto endpoint = tarnlab::boundEndpoint(1159);
+    ASSERT_NE(endpoint, nullptr);
+
+    // 50 points at the slowest rate: 2.6 s of unit time.
+    ProgramSource slow;
+    slow.add<Register>(0x85, HOP_20, "hop rate");
+    for (int i = 0; i < 50; ++i)
+        slow.add<FE>("");
+    slow.add<TriggerPacketTx>(true);
+    slow.add<FF>("");
+    endpoint->set_current_dst_ip("192.168.1.18");
+    ASSERT_EQ(TARN::uploadProgram(endpoint, "192.168.1.18", slow.compile(PromParameters())), 0);
+    EntryPoint entry;
+    entry.packetCount = 1;
+    entry.packetTimeoutMs = 1000;
+    std::vector<PacketData> packets;
+    const auto before = Clock::now();
+    ASSERT_EQ(TARN::runProgram(endpoint, "192.168.1.18", entry, packets, true), 0);
+    EXPECT_LT(tarnlab::millisecondsBetween(before, Clock::now()), 500.0);
+    EXPECT_EQ(packets[0].payloadLength(), 200);
+    const auto sent = fastUnit.log(Sim::LogKind::Packet);
+    ASSERT_EQ(sent.size(), 1u);
+    // The unit's own clock still counted every point.
+    const std::vector<Sim::LogEntry> events = fastUnit.log(Sim::LogKind::Event);
+    double begun = -1;
+    for (const Sim::LogEntry& event : events)
+        if (event.text.rfind("run 0x0000", 0) == 0)
+            begun = event.programSeconds;
+    EXPECT_NEAR(sent[0].programSeconds - begun, 50 * 1677441 / 32e6, 1e-6);
+
+    // A one-packet program behind the program counter: the trigger starts it, no begin sent.
+    ProgramSource once;
+    once.add<Register>(0x85, HOP_90K, "");
+    once.add<FE>("");
+    once.add<TriggerPacketTx>(true);
+    once.add<FF>("");
+    endpoint->set_current_dst_ip("192.168.1.19");
+    ASSERT_EQ(TARN::uploadProgram(endpoint, "192.168.1.19", once.compile(PromParameters())), 0);
+    entry.packetCount = 3;
+    entry.packetTimeoutMs = 200;
+    ASSERT_EQ(TARN::runProgram(endpoint, "192.168.1.19", entry, packets, false), 0);
+    EXPECT_EQ(packets[1].packetCounter, packets[0].packetCounter + 1);
+    EXPECT_EQ(packets[2].packetCounter, packets[1].packetCounter + 1);
+    EXPECT_EQ(triggeredUnit.status().errors, 0u);
+}
+
 TEST_F(SimUnitProtocol, RepliesCanBeDelayedWithheldSilencedOrSentFromElsewhere) {
     const std::string address = "192.168.1.17";
     Sim::SimUnit& unit = startUnit("simple-4port", address, 1157);
