@@ -169,17 +169,228 @@ typedef enum Program_Type {
 
 #ifdef __cplusplus
 } /* namespace Orvek */
+#define TARN_ENUM(type) Orvek::type
 extern "C" {
+#else
+#define TARN_ENUM(type) type
 #endif
+
+/* Opaque handle of one measurement task bound to one unit. Made by createTask or
+ * createSharedTask, released by deleteTask. A handle is used by one thread at a time; only
+ * interruptMeasurement may come from a second thread. */
+typedef struct task_t task_t;
+
+/* What the unit's PROM declares, filled by getHardwareDetails. Frequencies in MHz. */
+typedef struct tarn_hardware_details_t {
+    int minimumFrequency;
+    int maximumFrequency;
+    int maximumNumberOfPoints;
+    int promKey29;
+    int bandBoundaries[8];
+    int numberOfBandBoundaries;
+    TARN_ENUM(SwitchBoard_Type) switchBoardType;
+    bool hasShaftEncoder;
+    bool hasSerialPort;
+    bool hasSwitchboardAttenuator;
+    bool hasMultipleReceivers;
+    bool hasFeature7;
+    bool hasFeature6;
+} tarn_hardware_details_t;
+
+/* One path's sweep, filled by extractSweepData. Every buffer belongs to the caller:
+ * real[r] and imag[r] point to arrays of getNumberOfFrequencies() doubles for each enabled
+ * receiver r (getnumberOfEnabledReceivers()), and serialData to at least the configured serial
+ * buffer size. */
+typedef struct tarn_sweep_data_t {
+    double** real;
+    double** imag;
+    unsigned int shaftEncoder1;   /* written only when the unit has shaft encoders */
+    unsigned int shaftEncoder2;
+    unsigned int serialByteCount; /* written only when the unit has a serial port and */
+    unsigned char* serialData;    /* serialData is not null */
+    unsigned int sweepTimer;      /* raw count, master clock / 256 */
+    unsigned int reserved;        /* never written */
+    double timestamp;             /* seconds since the sweep timer started */
+    int tagB;
+    int packetCounter;
+    int frameNumber;
+} tarn_sweep_data_t;
+
+/* Progress of the PROM download in initialize: percent done and the caller's pointer; return
+ * false to cancel. */
+typedef bool (*tarn_progress_fn)(int percent, void* user);
+
+/* Every function below takes the handle first and returns its "null result" when the handle,
+ * or the task inside it, is null. Results are Err_Code values unless stated; the null result is
+ * -1 unless stated. */
 
 /* "ORVEK tarndll 2.12, libtarn 1.8, libbytecode 2.10": static text, never free it. */
 TARN_API extern const char* const version;
-
 /* Returns the `version` pointer itself. */
 TARN_API const char* versionString(void);
 
+/* ---- Lifecycle ---- */
+
+/* New task, TASK_UNINITIALIZED with the defaults; null when memory runs out. */
+TARN_API task_t* createTask(void);
+/* New task with all defaults that shares the other task's UDP endpoint (unit arrays). The
+ * argument is not checked for null. */
+TARN_API task_t* createSharedTask(task_t* other);
+/* Releases the task and the handle; sends nothing to the unit. Null is ignored. */
+TARN_API void deleteTask(task_t* task);
+
+/* ---- Connection and state ---- */
+
+/* Binds the task's endpoint, finds the unit, downloads and validates its PROM:
+ * TASK_UNINITIALIZED -> TASK_STOPPED. progress may be null. ERR_WRONG_STATE, ERR_MISSING_IP,
+ * ERR_MISSING_PORT, ERR_SOCKET, ERR_NO_RESPONSE, ERR_EMPTY_PROM, ERR_BAD_PROM. */
+TARN_API int initialize(task_t* task, tarn_progress_fn progress, void* user);
+/* Generates, uploads and starts the measurement program: TASK_STOPPED -> TASK_STARTED.
+ * ERR_WRONG_STATE, ERR_MISSING_HOP, ERR_MISSING_FREQS, ERR_PROG_OVERFLOW, ERR_NO_RESPONSE. */
+TARN_API int start(task_t* task);
+/* Halts the unit; the task is TASK_STOPPED even when the unit does not answer
+ * (ERR_NO_RESPONSE). */
+TARN_API int stop(task_t* task);
+/* The unit's IPv4 address; the text is copied. Returns the task to TASK_UNINITIALIZED. */
+TARN_API int setIPAddress(task_t* task, const char* address);
+/* UDP port 1024..1279 (ERR_BAD_IP_PORT otherwise), used locally and on the unit. Returns the
+ * task to TASK_UNINITIALIZED. */
+TARN_API int setIPPort(task_t* task, int port);
+/* Reply time-out in milliseconds (default 100); allowed in every state. */
+TARN_API int setTimeout(task_t* task, unsigned int milliseconds);
+/* Task_State; TASK_UNINITIALIZED for a null handle. */
+TARN_API int getState(task_t* task);
+/* Milliseconds; 0 for a null handle. */
+TARN_API unsigned int getTimeout(task_t* task);
+/* The task's own copy (do not free); null when unset or for a null handle. */
+TARN_API const char* getIPAddress(task_t* task);
+/* 0 for a null handle. */
+TARN_API int getIPPort(task_t* task);
+/* Sends the halt command up to `attempts` times until the unit answers with its prompt. */
+TARN_API int utilPingUnit(task_t* task, int attempts);
+/* Three direct register commands that put the unit into its low-power state; allowed in
+ * TASK_STOPPED and TASK_STARTED. ERR_BYTES when the unit's read-back is not exact. */
+TARN_API int utilEnterLowPowerState(task_t* task);
+/* The unit's description; all zero before initialize. With a null handle only the first
+ * thirteen fields are written (zero). May throw (C++ callers) when the unit's feature-flag
+ * word cannot be read. */
+TARN_API tarn_hardware_details_t getHardwareDetails(task_t* task);
+
+/* ---- Sweep setup ---- */
+
+TARN_API int setHopRate(task_t* task, TARN_ENUM(Hop_Rate) rate);
+/* HOP_UNDEFINED for a null handle. */
+TARN_API TARN_ENUM(Hop_Rate) getHopRate(task_t* task);
+/* Frequencies in MHz, each snapped to the nearest one the synthesiser makes exactly.
+ * TASK_STOPPED only. ERR_TOO_MANY_POINTS, ERR_FREQ_OUT_OF_BOUNDS; the old list stays on
+ * failure. */
+TARN_API int setFrequencies(task_t* task, const double* frequencies, unsigned int count);
+/* 0 for a null handle. */
+TARN_API int getNumberOfFrequencies(task_t* task);
+/* Copies all N stored frequencies (MHz) into `out`, which must hold N doubles; returns
+ * ERR_TOO_MANY_POINTS without writing when N < n. */
+TARN_API int getFrequencies(task_t* task, double* out, int n);
+/* Snaps *frequency (MHz) in place to the nearest synthesisable frequency. */
+TARN_API int utilNearestLegalFreq(task_t* task, double* frequency);
+/* Adjusts the ends of a linear sweep (MHz) so that ends and step are whole synthesiser
+ * steps. */
+TARN_API int utilFixLinearSweepLimits(task_t* task, double* startMHz, double* stopMHz,
+                                      unsigned int points);
+/* Sets a linear sweep from start to stop (MHz, downwards when start > stop). A count of 0 or
+ * 1 changes nothing. */
+TARN_API int utilGenerateLinearSweep(task_t* task, double startMHz, double stopMHz,
+                                     unsigned int points);
+/* Seconds per frame of the started program; -1.0 otherwise or for a null handle. */
+TARN_API double getPreciseTimePerFrame(task_t* task);
+/* A band (MHz, both ends inclusive) the transmitter skips. TASK_STOPPED only. */
+TARN_API int addExclusionBand(task_t* task, double lowMHz, double highMHz);
+TARN_API int clearExclusionBands(task_t* task);
+TARN_API int getExclusionBandCount(task_t* task, int* count);
+/* -32 when index is out of range. */
+TARN_API int getExclusionBand(task_t* task, int index, double* lowMHz, double* highMHz);
+/* PROG_SYNC or PROG_ASYNC (ERR_WRONG_PROGRAM_TYPE otherwise). Null result: 0. */
+TARN_API int setMeasurementType(task_t* task, TARN_ENUM(Program_Type) type);
+/* PROG_SYNC for a null handle. */
+TARN_API TARN_ENUM(Program_Type) getMeasurementType(task_t* task);
+TARN_API int setSyncPulseMode(task_t* task, TARN_ENUM(Sync_Pulse_Mode) mode);
+TARN_API int getSyncPulseMode(task_t* task, TARN_ENUM(Sync_Pulse_Mode) * mode);
+
+/* ---- Paths and measurement (null result ERR_BAD_HANDLE) ---- */
+
+/* Adds a (transmit, receive) combination; sweeps measure paths in the order added.
+ * ERR_WRONG_STATE, ERR_BAD_PATH, ERR_PATH_ALREADY_MEASURED, ERR_FEATURE_NOT_PRESENT, -31 (the
+ * unit's switch-board description cannot serve it). */
+TARN_API int addPathToMeasure(task_t* task, TARN_ENUM(Transmit_Path) tx,
+                              TARN_ENUM(Receive_Path) rx);
+/* Sets *tx and *rx to -1 first (even for a null handle) and leaves them there. -32 when the
+ * index is beyond the list; an index equal to the count throws std::out_of_range (C++). */
+TARN_API int getPathAtIndex(task_t* task, int index, TARN_ENUM(Transmit_Path) * tx,
+                            TARN_ENUM(Receive_Path) * rx);
+TARN_API int getMeasuredPathCount(task_t* task, int* count);
+TARN_API int clearMeasuredPaths(task_t* task);
+/* One sweep (PROG_SYNC, TASK_STARTED) or the next free-running sweep (PROG_ASYNC,
+ * TASK_RUNNING). ERR_NO_PATHS_MEASURED, ERR_NO_RESPONSE, ERR_BYTES, ERR_INTERRUPTED. */
+TARN_API int measure(task_t* task);
+/* PROG_ASYNC: starts free-running sweeps, TASK_STARTED -> TASK_RUNNING. */
+TARN_API int beginAsync(task_t* task);
+/* Halts free-running sweeps; check getState: the task stays TASK_RUNNING if the unit did not
+ * answer. */
+TARN_API int haltAsync(task_t* task);
+/* From a second thread: ends a blocked synchronous measure. Null result -1. */
+TARN_API int interruptMeasurement(task_t* task);
+/* Copies the last sweep of one path into the caller's buffers (see tarn_sweep_data_t).
+ * ERR_NO_PATHS_MEASURED, ERR_BAD_PATH, ERR_PATH_HAS_NO_DATA, ERR_BYTES (a buffer missing). */
+TARN_API int extractSweepData(task_t* task, tarn_sweep_data_t* data, TARN_ENUM(Transmit_Path) tx,
+                              TARN_ENUM(Receive_Path) rx);
+
+/* ---- Optional features ---- */
+
+/* Enables the shaft encoders (their count resets at start). Null result: 0. */
+TARN_API int setShaftEncoderFeature(task_t* task, bool enable);
+TARN_API int isShaftEncoderPresent(task_t* task, bool* present);
+/* Serial bytes returned with each sweep, buffer at most 254 bytes. Null result: 0. */
+TARN_API int setSerialPortFeature(task_t* task, bool enable, unsigned int bufferSize);
+TARN_API int isSerialPortPresent(task_t* task, bool* present);
+TARN_API int setSendSweepTimer(task_t* task, bool enable);
+TARN_API int getSendSweepTimer(task_t* task, bool* enabled);
+TARN_API int setResetFrameCounterOnStart(task_t* task, bool enable);
+TARN_API int getResetFrameCounterOnStart(task_t* task, bool* enabled);
+/* Bit mask of receivers 0..3; anything but 1 needs the multiple-receiver feature. */
+TARN_API int setEnabledReceivers(task_t* task, unsigned char mask);
+TARN_API int getEnabledReceivers(task_t* task, unsigned char* mask);
+TARN_API int getnumberOfEnabledReceivers(task_t* task, int* count);
+TARN_API int setIfGain(task_t* task, TARN_ENUM(Rx_Gain) gain);
+TARN_API int setReceiver12dBPad(task_t* task, bool enable);
+TARN_API int getReceiver12dBPad(task_t* task, bool* enabled);
+/* TDD switch-board timing: five flags (TDD, nulling, slave, power amplifier, LNA; non-zero
+ * is on), an extra value (non-zero switches the attenuator bit on), the attenuator value and
+ * six timing values (each at most 255). */
+TARN_API int configureTddSettings(task_t* task, bool enable, unsigned char flag1,
+                                  unsigned char flag2, unsigned char flag3, unsigned char flag4,
+                                  unsigned char flag5, unsigned char extra,
+                                  unsigned short attenuator, unsigned int t1, unsigned int t2,
+                                  unsigned int t3, unsigned int t4, unsigned int t5,
+                                  unsigned int t6);
+
+/* ---- Unit arrays (null result -1 if any element is null) ---- */
+
+/* Checks that the started tasks deliver sweeps of the same shape. */
+TARN_API int validateArrayTasks(task_t** tasks, unsigned int count);
+/* Sets every task TASK_RUNNING and broadcasts the begin command to 192.168.1.255 port 1024. */
+TARN_API int broadcastBeginCommand(task_t** tasks, unsigned int count);
+
 #ifdef __cplusplus
 } /* extern "C" */
+
+/* C++-only overloads, exported under their mangled names. */
+
+/* The task's own frequency list (MHz); null for a null handle. */
+TARN_API const double* getFrequencies(task_t* task);
+/* Serial-port presence and buffer size (all bits set when the unit has no serial port).
+ * Null result: 0. */
+TARN_API int getSerialPortFeature(task_t* task, bool* present, unsigned int* bufferSize);
+/* Writes the gain; `unused` is never touched and may be null. */
+TARN_API int getIfGain(task_t* task, int* gain, bool* unused);
 #endif
 
 #endif /* TARNDLL_H */

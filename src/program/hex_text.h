@@ -1,0 +1,34 @@
+#pragma once
+// Hex formatting for program text, equivalent to printf's "%02x" / "%08X" but without the
+// format parsing, since a sweep program holds tens of thousands of these.
+#include <cstdint>
+#include <string>
+
+namespace Orvek {
+namespace hex_text {
+
+// Appends `value` in lower-case hex, at least two digits (more when it does not fit a byte,
+// exactly as "%02x" prints an unmasked value).
+inline void appendByte(std::string& out, std::uint32_t value) {
+    static const char digits[] = "0123456789abcdef";
+    char buffer[8];
+    int count = 0;
+    do {
+        buffer[count++] = digits[value & 0xF];
+        value >>= 4;
+    } while (value != 0);
+    if (count < 2)
+        buffer[count++] = '0';
+    while (count > 0)
+        out.push_back(buffer[--count]);
+}
+
+// Appends `value` as exactly eight upper-case hex digits ("%08X").
+inline void appendWordUpper(std::string& out, std::uint32_t value) {
+    static const char digits[] = "0123456789ABCDEF";
+    for (int shift = 28; shift >= 0; shift -= 4)
+        out.push_back(digits[(value >> shift) & 0xF]);
+}
+
+} // namespace hex_text
+} // namespace Orvek
