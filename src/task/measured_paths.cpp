@@ -1,18 +1,14 @@
 // The list of (transmit, receive) paths a sweep measures, in the order they were added.
-#include <iostream>
-
-#include "interface/exceptions.h"
 #include "switchboard/path_to_switch_control.h"
 #include "switchboard/switchboard_state.h"
+#include "task/path_exceptions.h"
 #include "task/tarn_task.h"
 
 namespace Orvek {
 
 namespace {
 
-// Codes without a name among the error codes: a switch-board description the mapping cannot
-// serve, and an index beyond the path list.
-constexpr int kUnusableSwitchBoard = -31;
+// Index beyond the path list; the value has no name among the error codes.
 constexpr int kIndexBeyondList = -32;
 
 } // namespace
@@ -35,18 +31,10 @@ Err_Code TarnTask::addPathToMeasure(std::shared_ptr<SwitchBoardState> path) {
 }
 
 Err_Code TarnTask::addPathToMeasure(Transmit_Path tx, Receive_Path rx) {
-    try {
+    // The mapping runs before any state check, against whatever description the task holds.
+    return convertPathExceptions([&] {
         return addPathToMeasure(path_to_switch_control(state_->promParameters, tx, rx));
-    } catch (const PathNotValidWithAvailableSwitchboard& e) {
-        std::cerr << "ERROR-PathNotValidWithAvailableSwitchboard: " << e.what() << std::endl;
-        return ERR_BAD_PATH;
-    } catch (const InvalidPromConfiguratonException& e) {
-        std::cerr << "ERROR-InvalidPromConfiguratonException: " << e.what() << std::endl;
-        return static_cast<Err_Code>(kUnusableSwitchBoard);
-    } catch (const InvalidPromException& e) {
-        std::cerr << "ERROR-InvalidPromException: " << e.what() << std::endl;
-        return ERR_FEATURE_NOT_PRESENT;
-    }
+    });
 }
 
 Err_Code TarnTask::clearMeasuredPaths() {

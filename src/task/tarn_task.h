@@ -108,6 +108,8 @@ public:
     // Measurement internals (program generation, measurement cycle, packet decoding).
     class TaskHelpers;
     friend class TaskHelpers;
+    // Unit tests reach the state record through this (defined only in tests).
+    friend struct TarnTaskTestAccess;
 
     // A new task: TASK_UNINITIALIZED, no address, port 0, its own unbound socket manager.
     TarnTask();
@@ -263,6 +265,7 @@ public:
     Err_Code __broadcastBeginCommand();
 
 private:
+    // TaskHelpers works on the task through these two (it is a friend).
     std::unique_ptr<TaskState> state_;
     std::unique_ptr<TaskHelpers> helpers_;
 
