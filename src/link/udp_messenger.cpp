@@ -1,0 +1,409 @@
+#include "link/udp_messenger.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "tarndll.h"
+
+namespace Orvek {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::string dottedQuad(const sockaddr_in& address) {
+    char text[INET_ADDRSTRLEN] = {};
+    inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
+    return text;
+}
+
+int millisecondsUntil(Clock::time_point deadline) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
+    if (left.count() <= 0) {
+        return 0;
+    }
+    // Round up so that a wait never ends just before its deadline.
+    return static_cast<int>((left.count() + 999) / 1000);
+}
+
+} // namespace
+
+struct UDPMessenger::State {
+    int sockfd = -1;
+    uint16_t port = 0;
+    uint32_t rxBufferSize = static_cast<uint32_t>(defaultBufferSize);
+    bool isOpen = false;
+    std::atomic<bool> keepWaiting{false};
+    // Self-pipe: interrupt() writes a byte so that a wait in poll() ends at once.
+    int wakeRead = -1;
+    int wakeWrite = -1;
+};
+
+UDPMessenger::UDPMessenger() : state(std::make_unique<State>()) {
+    int fds[2];
+    if (pipe(fds) == 0) {
+        for (int fd : fds) {
+            fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+            fcntl(fd, F_SETFD, FD_CLOEXEC);
+        }
+        state->wakeRead = fds[0];
+        state->wakeWrite = fds[1];
+    }
+    // Without the pipe an interrupt is still noticed, at the end of the current poll step.
+}
+
+UDPMessenger::~UDPMessenger() {
+    releaseSocket();
+    if (state->wakeRead >= 0) {
+        close(state->wakeRead);
+        close(state->wakeWrite);
+    }
+}
+
+void UDPMessenger::debugSocketError() {}
+
+int UDPMessenger::releaseSocket() {
+    int result = 0;
+    if (state->sockfd >= 0) {
+        const int one = 1;
+        setsockopt(state->sockfd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+        result = close(state->sockfd);
+        state->sockfd = -1;
+    }
+    state->isOpen = false;
+    return result;
+}
+
+int UDPMessenger::bind_socket(uint16_t port, unsigned long bufferSize) {
+    if (state->port == port && state->rxBufferSize == bufferSize) {
+        if (state->isOpen) {
+            return ERR_OK;
+        }
+    } else if (state->isOpen) {
+        releaseSocket();
+    }
+    // A descriptor left by an earlier failed bind is closed, not leaked.
+    releaseSocket();
+    state->port = port;
+
+    state->sockfd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
+    if (state->sockfd < 0) {
+        debugSocketError();
+        return ERR_SOCKET;
+    }
+    const int one = 1;
+    if (setsockopt(state->sockfd, SOL_SOCKET, SO_BROADCAST, &one, sizeof one) != 0) {
+        std::fprintf(stderr, "Failure configuring SO_BROADCAST\n");
+        debugSocketError();
+        return ERR_SOCKET;
+    }
+    const int flags = fcntl(state->sockfd, F_GETFL);
+    if (flags < 0 || fcntl(state->sockfd, F_SETFL, flags | O_NONBLOCK) != 0) {
+        return ERR_SOCKET;
+    }
+    const int requested = static_cast<int>(bufferSize);
+    if (setsockopt(state->sockfd, SOL_SOCKET, SO_RCVBUF, &requested, sizeof requested) != 0) {
+        std::fprintf(stderr,
+                     "Failure configuring socket buffer to %lu bytes. You may need to enable "
+                     "large rx buffers manually if on linux\n",
+                     bufferSize);
+    } else {
+        // Linux grants at most twice net.core.rmem_max; a smaller buffer would drop packets of
+        // a sweep burst, so the shortfall is refused rather than tolerated.
+        int actual = 0;
+        socklen_t size = sizeof actual;
+        getsockopt(state->sockfd, SOL_SOCKET, SO_RCVBUF, &actual, &size);
+        if (static_cast<unsigned long>(actual) < bufferSize) {
+            std::fprintf(stderr,
+                         "Actual allocated buffer size does not match request! Requested: %lu "
+                         "actual: %d. You probably need to look at setting `rmem_max` "
+                         "(`net.core.rmem_max`) to at least %lu bytes.\n",
+                         bufferSize, actual, bufferSize);
+            std::fprintf(stderr,
+                         "Add `net.core.rmem_max = %lu` to `/etc/sysctl.conf`, or run `sysctl -w "
+                         "net.core.rmem_max=%lu` (though `sysctl` settings will not persist "
+                         "across reboots).\n",
+                         bufferSize, bufferSize);
+            state->rxBufferSize = static_cast<uint32_t>(bufferSize);
+            debugSocketError();
+            return ERR_SOCKET;
+        }
+    }
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = htonl(INADDR_ANY);
+    local.sin_port = htons(port);
+    if (bind(state->sockfd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
+        state->isOpen = false;
+        debugSocketError();
+        return ERR_SOCKET;
+    }
+    state->isOpen = true;
+    return ERR_OK;
+}
+
+uint16_t UDPMessenger::getPort() const {
+    return state->port;
+}
+
+int UDPMessenger::getBufferSize() const {
+    int size = 0;
+    socklen_t length = sizeof size;
+    if (getsockopt(state->sockfd, SOL_SOCKET, SO_RCVBUF, &size, &length) != 0) {
+        return -1;
+    }
+    return size;
+}
+
+std::string UDPMessenger::getBoundAddress() const {
+    if (!state->isOpen) {
+        return "Socket not open!";
+    }
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    if (getsockname(state->sockfd, reinterpret_cast<sockaddr*>(&local), &length) != 0) {
+        return "ERROR reading bound address!";
+    }
+    return dottedQuad(local);
+}
+
+int UDPMessenger::send_to(const std::string& address, const std::vector<char>& bytes) {
+    if (!state->isOpen) {
+        debugSocketError();
+        return ERR_SOCKET;
+    }
+    sockaddr_in destination{};
+    destination.sin_family = AF_INET;
+    destination.sin_port = htons(state->port);
+    // inet_aton accepts what inet_addr accepts but reports a bad text instead of turning it
+    // into the broadcast address.
+    if (inet_aton(address.c_str(), &destination.sin_addr) == 0) {
+        debugSocketError();
+        return ERR_SOCKET;
+    }
+    auto sendSlice = [&](const char* data, std::size_t length) {
+        for (int attempt = 0;; ++attempt) {
+            const ssize_t sent =
+                sendto(state->sockfd, data, length, 0, reinterpret_cast<sockaddr*>(&destination),
+                       sizeof destination);
+            if (sent >= 0) {
+                return true;
+            }
+            // A full send buffer is transient: wait (bounded) until it drains.
+            const bool transient =
+                errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR || errno == ENOBUFS;
+            if (!transient || attempt >= 50) {
+                debugSocketError();
+                return false;
+            }
+            pollfd writable{state->sockfd, POLLOUT, 0};
+            poll(&writable, 1, 2);
+        }
+    };
+    const char* data = bytes.data();
+    std::size_t left = bytes.size();
+    while (left > maxSendSize) {
+        if (!sendSlice(data, maxSendSize)) {
+            return ERR_SOCKET;
+        }
+        data += maxSendSize;
+        left -= maxSendSize;
+        std::this_thread::sleep_for(std::chrono::microseconds(slicePauseMicroseconds));
+    }
+    return sendSlice(data, left) ? ERR_OK : ERR_SOCKET;
+}
+
+int UDPMessenger::available_bytes() const {
+    int bytes = 0;
+    if (ioctl(state->sockfd, FIONREAD, &bytes) != 0) {
+        return -1;
+    }
+    return bytes;
+}
+
+// FIONREAD reports 0 both for "nothing waiting" and for an empty datagram at the head of the
+// queue; an empty datagram would then hide everything behind it. Units never send empty
+// datagrams, so one found there is discarded.
+int UDPMessenger::nextDatagramSize() {
+    for (;;) {
+        const int bytes = available_bytes();
+        if (bytes != 0) {
+            return bytes;
+        }
+        char probe;
+        const ssize_t peeked = recv(state->sockfd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
+        if (peeked != 0) {
+            return 0;
+        }
+        recv(state->sockfd, &probe, 1, MSG_DONTWAIT);
+    }
+}
+
+int UDPMessenger::readOne(char* buffer, std::size_t length, std::size_t& received,
+                          std::string& source) {
+    sockaddr_in sender{};
+    socklen_t senderLength = sizeof sender;
+    const ssize_t got = recvfrom(state->sockfd, buffer, length, 0,
+                                 reinterpret_cast<sockaddr*>(&sender), &senderLength);
+    source = dottedQuad(sender);
+    if (got < 1) {
+        debugSocketError();
+        return ERR_SOCKET;
+    }
+    received = static_cast<std::size_t>(got);
+    return ERR_OK;
+}
+
+// Waits until the socket is readable, interrupt() is called or timeoutMs (-1: no limit)
+// passes. Returns true when woken early (data, interrupt or a signal).
+bool UDPMessenger::waitReadable(int timeoutMs) {
+    pollfd fds[2] = {{state->sockfd, POLLIN, 0}, {state->wakeRead, POLLIN, 0}};
+    const nfds_t count = state->wakeRead >= 0 ? 2 : 1;
+    if (count == 1 && (timeoutMs < 0 || timeoutMs > 5)) {
+        timeoutMs = 5; // no wake-up pipe: notice an interrupt soon anyway
+    }
+    return poll(fds, count, timeoutMs) != 0;
+}
+
+void UDPMessenger::armWait() {
+    if (state->wakeRead >= 0) {
+        char drained[64];
+        while (read(state->wakeRead, drained, sizeof drained) > 0) {
+        }
+    }
+    state->keepWaiting.store(true);
+}
+
+void UDPMessenger::interrupt() {
+    state->keepWaiting.store(false);
+    if (state->wakeWrite >= 0) {
+        const char wake = 1;
+        // A full pipe already holds a wake-up; nothing more to do.
+        [[maybe_unused]] const ssize_t written = write(state->wakeWrite, &wake, 1);
+    }
+}
+
+bool UDPMessenger::waitInterrupted() const {
+    return !state->keepWaiting.load();
+}
+
+int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& received,
+                          std::string& source, int timeoutMs, int pollMs, Wait wait) {
+    if (!state->isOpen) {
+        return ERR_SOCKET;
+    }
+    if (wait == Wait::Fresh) {
+        armWait();
+    }
+    auto keepGoing = [&] { return timeoutMs != 0 && state->keepWaiting.load(); };
+
+    if (pollMs <= 0) {
+        // No poll interval: wait without counting time until data or an interrupt.
+        for (;;) {
+            if (nextDatagramSize() > 0) {
+                return readOne(buffer, length, received, source);
+            }
+            if (!keepGoing()) {
+                return ERR_NO_RESPONSE;
+            }
+            waitReadable(-1);
+        }
+    }
+
+    // The first checks spin, to catch a fast reply without any scheduling delay.
+    for (int polls = 0; polls <= spinPolls; ++polls) {
+        if (nextDatagramSize() > 0) {
+            return readOne(buffer, length, received, source);
+        }
+        if (!keepGoing()) {
+            return ERR_NO_RESPONSE;
+        }
+    }
+    // Then wait in steps of pollMs until more than timeoutMs has been spent waiting: that is
+    // timeoutMs / pollMs + 1 whole steps. Readiness ends a step early, so a datagram is taken
+    // the moment it arrives.
+    const long long steps = timeoutMs < 0 ? 1 : static_cast<long long>(timeoutMs) / pollMs + 1;
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(steps * pollMs);
+    for (;;) {
+        const int left = millisecondsUntil(deadline);
+        if (left <= 0) {
+            return nextDatagramSize() > 0 ? readOne(buffer, length, received, source)
+                                          : ERR_NO_RESPONSE;
+        }
+        waitReadable(left < pollMs ? left : pollMs);
+        if (nextDatagramSize() > 0) {
+            return readOne(buffer, length, received, source);
+        }
+        if (!keepGoing()) {
+            return ERR_NO_RESPONSE;
+        }
+    }
+}
+
+int UDPMessenger::receive(std::vector<char>& out, std::string& source, int timeoutMs, int pollMs) {
+    std::vector<char> buffer(maxDatagramSize);
+    std::size_t received = 0;
+    const int result = receive(buffer.data(), buffer.size(), received, source, timeoutMs, pollMs);
+    if (result == ERR_OK) {
+        out = std::move(buffer);
+    }
+    return result;
+}
+
+namespace {
+
+void enqueue(DatagramQueues& queues, const std::string& sender, const char* data,
+             std::size_t length) {
+    auto& queue = queues[sender];
+    if (queue.size() >= UDPMessenger::maxQueuedPerSender) {
+        queue.pop_front();
+    }
+    queue.emplace_back(data, data + length);
+}
+
+} // namespace
+
+int UDPMessenger::receive_waiting(DatagramQueues& queues) {
+    std::vector<char> buffer(maxDatagramSize);
+    for (;;) {
+        const int waiting = nextDatagramSize();
+        if (waiting < 0) {
+            return ERR_SOCKET;
+        }
+        if (waiting == 0) {
+            return ERR_OK;
+        }
+        std::size_t received = 0;
+        std::string sender;
+        if (readOne(buffer.data(), buffer.size(), received, sender) != ERR_OK) {
+            return ERR_SOCKET;
+        }
+        enqueue(queues, sender, buffer.data(), received);
+    }
+}
+
+int UDPMessenger::receive_into(DatagramQueues& queues, int timeoutMs, int pollMs, Wait wait) {
+    std::vector<char> buffer(maxDatagramSize);
+    std::size_t received = 0;
+    std::string sender;
+    const int result =
+        receive(buffer.data(), buffer.size(), received, sender, timeoutMs, pollMs, wait);
+    if (result == ERR_OK) {
+        enqueue(queues, sender, buffer.data(), received);
+    }
+    return result;
+}
+
+} // namespace Orvek
