@@ -48,9 +48,13 @@ Err_Code TarnTask::setFrequencies(const double* freqs, unsigned int count) {
     return ERR_OK;
 }
 
-const double* TarnTask::getFrequencies() { return state_->frequencies.get(); }
+const double* TarnTask::getFrequencies() {
+    return state_->frequencies.get();
+}
 
-int TarnTask::getNumberOfFrequencies() { return static_cast<int>(state_->numberOfFrequencies); }
+int TarnTask::getNumberOfFrequencies() {
+    return static_cast<int>(state_->numberOfFrequencies);
+}
 
 Err_Code TarnTask::utilNearestLegalFreq(double& freq) {
     if (state_->state == TASK_UNINITIALIZED)
@@ -134,9 +138,13 @@ Err_Code TarnTask::setFrequencyOffset(bool enabled, unsigned int counts) {
     return ERR_OK;
 }
 
-bool TarnTask::getFrequencyOffsetEnabled() { return state_->frequencyOffsetEnabled; }
+bool TarnTask::getFrequencyOffsetEnabled() {
+    return state_->frequencyOffsetEnabled;
+}
 
-unsigned int TarnTask::getFrequencyOffsetCounts() { return state_->frequencyOffsetCounts; }
+unsigned int TarnTask::getFrequencyOffsetCounts() {
+    return state_->frequencyOffsetCounts;
+}
 
 double TarnTask::getFrequencyOffset() {
     if (state_->state == TASK_UNINITIALIZED)

@@ -1,8 +1,8 @@
 // The halt exchange with a unit: "Q\n" until the unit answers with its prompt.
 #include "task/halt_exchange.h"
 
+#include "link/device_commands.h"
 #include "link/socket_manager.h"
-#include "link/tarn_commands.h"
 
 namespace Orvek {
 

@@ -1,6 +1,6 @@
 // The unit's low-power state, entered by direct register writes without a program.
+#include "link/device_commands.h"
 #include "link/socket_manager.h"
-#include "link/tarn_commands.h"
 #include "task/tarn_task.h"
 
 namespace Orvek {

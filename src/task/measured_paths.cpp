@@ -32,9 +32,8 @@ Err_Code TarnTask::addPathToMeasure(std::shared_ptr<SwitchBoardState> path) {
 
 Err_Code TarnTask::addPathToMeasure(Transmit_Path tx, Receive_Path rx) {
     // The mapping runs before any state check, against whatever description the task holds.
-    return convertPathExceptions([&] {
-        return addPathToMeasure(path_to_switch_control(state_->promParameters, tx, rx));
-    });
+    return convertPathExceptions(
+        [&] { return addPathToMeasure(path_to_switch_control(state_->promParameters, tx, rx)); });
 }
 
 Err_Code TarnTask::clearMeasuredPaths() {

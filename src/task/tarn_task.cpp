@@ -32,35 +32,55 @@ Err_Code TarnTask::setTimeout(unsigned int milliseconds) {
     return ERR_OK;
 }
 
-unsigned int TarnTask::getTimeout() { return state_->timeout; }
-Task_State TarnTask::getState() { return state_->state; }
-const char* TarnTask::getIPAddress() { return state_->ipAddress.get(); }
-int TarnTask::getIPPort() { return state_->port; }
+unsigned int TarnTask::getTimeout() {
+    return state_->timeout;
+}
+Task_State TarnTask::getState() {
+    return state_->state;
+}
+const char* TarnTask::getIPAddress() {
+    return state_->ipAddress.get();
+}
+int TarnTask::getIPPort() {
+    return state_->port;
+}
 
 Err_Code TarnTask::setReceiver12dBPadEnabled(bool enabled) {
     state_->receiver12dBPad = enabled;
     return ERR_OK;
 }
 
-bool TarnTask::getReceiver12dBPadEnabled() { return state_->receiver12dBPad; }
+bool TarnTask::getReceiver12dBPadEnabled() {
+    return state_->receiver12dBPad;
+}
 
 Err_Code TarnTask::setResetFrameCounterOnStart(bool reset) {
     state_->resetFrameCounterOnStart = reset;
     return ERR_OK;
 }
 
-bool TarnTask::getResetFrameCounterOnStart() { return state_->resetFrameCounterOnStart; }
+bool TarnTask::getResetFrameCounterOnStart() {
+    return state_->resetFrameCounterOnStart;
+}
 
 Err_Code TarnTask::setSendSweepTimer(bool send) {
     state_->sendSweepTimer = send;
     return ERR_OK;
 }
 
-bool TarnTask::getSendSweepTimer() { return state_->sendSweepTimer; }
+bool TarnTask::getSendSweepTimer() {
+    return state_->sendSweepTimer;
+}
 
-Hop_Rate TarnTask::getHopRate() { return state_->hopRate; }
-Rx_Gain TarnTask::getReceiverGain() { return state_->receiverGain; }
-int TarnTask::getEnabledReceivers() { return state_->enabledReceivers; }
+Hop_Rate TarnTask::getHopRate() {
+    return state_->hopRate;
+}
+Rx_Gain TarnTask::getReceiverGain() {
+    return state_->receiverGain;
+}
+int TarnTask::getEnabledReceivers() {
+    return state_->enabledReceivers;
+}
 
 int TarnTask::getnumberOfEnabledReceivers() {
     int count = 0;
@@ -72,20 +92,48 @@ int TarnTask::getnumberOfEnabledReceivers() {
     return count == 0 ? 1 : count;
 }
 
-Program_Type TarnTask::getMeasurementType() { return state_->measurementType; }
-Trigger_Type TarnTask::getSweepTriggerType() { return state_->sweepTriggerType; }
-Sync_Pulse_Mode TarnTask::getSyncPulseMode() { return state_->syncPulseMode; }
-bool TarnTask::isShaftEncoderEnabled() { return state_->shaftEncodersEnabled; }
-bool TarnTask::isShaftEncoderResetOnStartEnabled() { return state_->resetShaftEncodersOnStart; }
-bool TarnTask::isDigitalOutEnabled() { return state_->digitalOutEnabled; }
-bool TarnTask::digitalOutValue() { return state_->digitalOutValue; }
-bool TarnTask::getTXPowerAmpState() { return state_->txPowerAmpOn; }
-bool TarnTask::getRXPowerAmpState() { return state_->rxPowerAmpOn; }
-bool TarnTask::getTXRFSwitchState() { return state_->txRFSwitchOn; }
-bool TarnTask::getSuppressFrequencyDataSetting() { return state_->suppressFrequencyData; }
-bool TarnTask::isTDDEnabled() { return state_->tddEnabled; }
-TDDConfiguration TarnTask::getTDDConfiguration() { return state_->tddConfiguration; }
-bool TarnTask::isSerialPortEnabled() { return state_->serialBufferSize != 0; }
+Program_Type TarnTask::getMeasurementType() {
+    return state_->measurementType;
+}
+Trigger_Type TarnTask::getSweepTriggerType() {
+    return state_->sweepTriggerType;
+}
+Sync_Pulse_Mode TarnTask::getSyncPulseMode() {
+    return state_->syncPulseMode;
+}
+bool TarnTask::isShaftEncoderEnabled() {
+    return state_->shaftEncodersEnabled;
+}
+bool TarnTask::isShaftEncoderResetOnStartEnabled() {
+    return state_->resetShaftEncodersOnStart;
+}
+bool TarnTask::isDigitalOutEnabled() {
+    return state_->digitalOutEnabled;
+}
+bool TarnTask::digitalOutValue() {
+    return state_->digitalOutValue;
+}
+bool TarnTask::getTXPowerAmpState() {
+    return state_->txPowerAmpOn;
+}
+bool TarnTask::getRXPowerAmpState() {
+    return state_->rxPowerAmpOn;
+}
+bool TarnTask::getTXRFSwitchState() {
+    return state_->txRFSwitchOn;
+}
+bool TarnTask::getSuppressFrequencyDataSetting() {
+    return state_->suppressFrequencyData;
+}
+bool TarnTask::isTDDEnabled() {
+    return state_->tddEnabled;
+}
+TDDConfiguration TarnTask::getTDDConfiguration() {
+    return state_->tddConfiguration;
+}
+bool TarnTask::isSerialPortEnabled() {
+    return state_->serialBufferSize != 0;
+}
 
 unsigned int TarnTask::getSerialPortBufferSize() {
     if (!getFeaturePresent(FEATURE_SERIAL_PORT))
@@ -97,7 +145,9 @@ bool TarnTask::isSwitchboardAttenuationEnabled() {
     return state_->switchboardAttenuation != ATTEN_UNDEFINED;
 }
 
-Rx_Attenuation TarnTask::getSwitchboardAttenuation() { return state_->switchboardAttenuation; }
+Rx_Attenuation TarnTask::getSwitchboardAttenuation() {
+    return state_->switchboardAttenuation;
+}
 
 bool TarnTask::getFeaturePresent(Hardware_Features feature) {
     // featureFlagToBitPosition throws for retired and unknown values; a negative position is
@@ -107,6 +157,8 @@ bool TarnTask::getFeaturePresent(Hardware_Features feature) {
     return state_->promParameters.getFeatureFlag(feature);
 }
 
-PromParameters* TarnTask::getHardwareDetails() { return &state_->promParameters; }
+PromParameters* TarnTask::getHardwareDetails() {
+    return &state_->promParameters;
+}
 
 } // namespace Orvek

@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "link/entry_point.h"
-#include "task/exclusion_band.h"
 #include "program/program_source.h"
 #include "prom/feature_flags.h"
 #include "prom/prom_parameters.h"
 #include "tarndll.h"
+#include "task/exclusion_band.h"
 
 namespace Orvek {
 
@@ -92,15 +92,15 @@ struct TaskState {
     // Products of program generation, kept until the next build.
     EntryPoint startupEntryPoint;
     EntryPoint mainEntryPoint;
-    std::vector<int> packetSizes;       // bytes of each data packet of one pass over the points
-    int pointCountPerFrame = 0;         // timed points of one pass (pass length); 0 = not built
-    int generationField1 = 0;           // fixed values written by the generator (1 and 1000),
-    int generationField2 = 0;           // consumed by the measurement cycle
-    int packetsPerSweep = 0;            // measured paths x packets per pass
-    double sweepTimeMs = 0.0;           // program time of one sweep over all paths
-    std::string programListing;         // annotated listing of the program last built
+    std::vector<int> packetSizes; // bytes of each data packet of one pass over the points
+    int pointCountPerFrame = 0;   // timed points of one pass (pass length); 0 = not built
+    int generationField1 = 0;     // fixed values written by the generator (1 and 1000),
+    int generationField2 = 0;     // consumed by the measurement cycle
+    int packetsPerSweep = 0;      // measured paths x packets per pass
+    double sweepTimeMs = 0.0;     // program time of one sweep over all paths
+    std::string programListing;   // annotated listing of the program last built
     std::vector<ExclusionBand> exclusionBands; // in insertion order, never merged
-    std::vector<SweepData> sweepResults; // one per measured path, in list order
+    std::vector<SweepData> sweepResults;       // one per measured path, in list order
 };
 
 class TarnTask {
@@ -183,8 +183,9 @@ public:
     // --- Checked settings (ERR_WRONG_STATE unless not started, then as listed) ---
     Err_Code setHopRate(Hop_Rate rate);
     Err_Code setReceiverGain(Rx_Gain gain);
-    Err_Code setEnabledReceivers(unsigned char mask);                 // ERR_FEATURE_NOT_PRESENT
-    Err_Code configureShaftEncodersFeature(bool enable, bool resetOnStart); // ERR_FEATURE_NOT_PRESENT
+    Err_Code setEnabledReceivers(unsigned char mask); // ERR_FEATURE_NOT_PRESENT
+    Err_Code configureShaftEncodersFeature(bool enable,
+                                           bool resetOnStart); // ERR_FEATURE_NOT_PRESENT
     // Size at most 254 bytes (checked even when disabling). ERR_FEATURE_NOT_PRESENT,
     // ERR_TOO_MANY_POINTS.
     Err_Code configureSerialPortFeature(bool enable, unsigned int size);

@@ -57,8 +57,7 @@ Err_Code TarnTask::configureSerialPortFeature(bool enable, unsigned int size) {
     return ERR_OK;
 }
 
-Err_Code TarnTask::configureSwitchboardAttenuationFeature(bool enable,
-                                                          Rx_Attenuation attenuation) {
+Err_Code TarnTask::configureSwitchboardAttenuationFeature(bool enable, Rx_Attenuation attenuation) {
     if (!isNotStarted())
         return ERR_WRONG_STATE;
     if (enable && !getFeaturePresent(FEATURE_SWITCHBOARD_ATTENUATOR))

@@ -27,7 +27,9 @@ int testBand(double f) {
 }
 
 // Tuning words per MHz in band b.
-double wordsPerMHz(int band) { return std::ldexp(1.0, band) / tarntest::kTestUnitBand0StepMHz; }
+double wordsPerMHz(int band) {
+    return std::ldexp(1.0, band) / tarntest::kTestUnitBand0StepMHz;
+}
 
 // The nearest synthesisable frequency (tuning word rounded half up), or 0.0 without a band.
 double expectedSnap(double f) {
@@ -48,7 +50,8 @@ std::vector<double> storedFrequencies(TarnTask& task) {
 
 TEST(FrequencyPlan, SetFrequenciesStoresTheSnappedValuesInTheGivenOrder) {
     auto task = makeStoppedTask();
-    const std::vector<double> asked = {1234.56789, 6000.0, 100.0000312, 2999.9999, 3000.0, 47.123456};
+    const std::vector<double> asked = {1234.56789, 6000.0, 100.0000312,
+                                       2999.9999,  3000.0, 47.123456};
     ASSERT_EQ(task->setFrequencies(asked.data(), asked.size()), ERR_OK);
     std::vector<double> stored = storedFrequencies(*task);
     ASSERT_EQ(stored.size(), asked.size());
@@ -202,7 +205,7 @@ TEST(FrequencyPlan, ExclusionBandsAreKeptAsGiven) {
     EXPECT_EQ(task->addExclusionBand(20.0, 10.0), ERR_INVALID_PARAMETER);
     EXPECT_EQ(task->addExclusionBand(-5.0, 10.0), ERR_INVALID_PARAMETER);
     ASSERT_EQ(task->addExclusionBand(900.0, 1000.0), ERR_OK);
-    ASSERT_EQ(task->addExclusionBand(950.0, 960.0), ERR_OK); // overlaps are accepted
+    ASSERT_EQ(task->addExclusionBand(950.0, 960.0), ERR_OK);  // overlaps are accepted
     ASSERT_EQ(task->addExclusionBand(900.0, 1000.0), ERR_OK); // so are duplicates
     int count = 0;
     ASSERT_EQ(task->getExclusionBandCount(count), ERR_OK);

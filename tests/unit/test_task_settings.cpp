@@ -132,8 +132,8 @@ TEST(TaskSettings, EveryCheckedSetterRefusesWhileStartedOrRunningAndKeepsTheOldV
         {"port", [](TarnTask& t) { return t.setIPPort(1100); },
          [](TarnTask& t) { return long(t.getIPPort()); }},
     };
-    const uint8_t everyFeature = kShaftEncoderBit | kSerialPortBit | kMultipleReceiversBit |
-                                 kAttenuatorBit;
+    const uint8_t everyFeature =
+        kShaftEncoderBit | kSerialPortBit | kMultipleReceiversBit | kAttenuatorBit;
     for (const Setter& setter : setters) {
         for (Task_State busy : {TASK_STARTED, TASK_RUNNING}) {
             auto task = makeStoppedTask(SWITCHBOARD_TDD_4_PORT_SWITCH, everyFeature);
@@ -280,8 +280,7 @@ TEST(TaskSettings, FeatureQueryThrowsForFeaturesWithoutAFlagBit) {
     } catch (const InvalidPromException& e) {
         EXPECT_STREQ(e.what(), "Feature flag is no longer valid!");
     }
-    EXPECT_THROW(task->getFeaturePresent(static_cast<Hardware_Features>(1)),
-                 InvalidPromException);
+    EXPECT_THROW(task->getFeaturePresent(static_cast<Hardware_Features>(1)), InvalidPromException);
 }
 
 TEST(TaskConnection, AddressAndPortReturnTheTaskToUninitialised) {
