@@ -14,6 +14,7 @@ namespace {
 const std::string kArrayBroadcastAddress = "192.168.1.255";
 constexpr uint16_t kArrayPort = 1024;
 const std::string kBeginCommand = "B\n";
+constexpr unsigned long kDefaultReceiveBufferBytes = 8388608;
 
 } // namespace
 
@@ -54,7 +55,11 @@ Err_Code TarnTask::broadcastBeginCommand(std::vector<TarnTask*> tasks) {
 
 Err_Code TarnTask::__broadcastBeginCommand() {
     const std::shared_ptr<SocketManager>& endpoint = state_->socketManager;
-    const unsigned long bufferSize = static_cast<unsigned long>(endpoint->get_buffer_size());
+    // Re-bound with the size the kernel granted, so that the re-bind does not shrink the room
+    // the coming burst of packets needs. A closed endpoint reports no size; ask for the usual.
+    const int granted = endpoint->get_buffer_size();
+    const unsigned long bufferSize =
+        granted > 0 ? static_cast<unsigned long>(granted) : kDefaultReceiveBufferBytes;
     const std::string savedDestination = endpoint->get_current_dst_ip();
 
     endpoint->bind_socket(kArrayPort, bufferSize);
