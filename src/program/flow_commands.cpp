@@ -1,5 +1,6 @@
 // Labels and the commands that transfer control to them.
 #include "program/hex_text.h"
+#include "program/instruction_set.h"
 #include "program/program_command.h"
 #include "program/program_source.h"
 
@@ -9,12 +10,7 @@ namespace Orvek {
 
 namespace {
 
-// Unit register that latches the high byte of a jump or call target.
-constexpr std::uint32_t kTargetHighRegister = 0x90;
-// Writing the low byte here jumps.
-constexpr std::uint32_t kJumpLowRegister = 0x91;
-// Writing the low byte here calls.
-constexpr std::uint32_t kCallLowRegister = 0x93;
+using namespace instruction_set;
 
 bool resolve(const CompiledProgram* compiled, const std::string& label, std::uint32_t& address) {
     return compiled != nullptr && compiled->findLabel(label, address);

@@ -1,0 +1,255 @@
+// Decoding of data packets into sweep data: payload layout, sample conversion, the frame number
+// and the bounds the decoder must keep whatever arrives.
+#include <cstdint>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "task/packet_decoding.h"
+
+using namespace Orvek;
+
+namespace {
+
+void putU16(std::vector<uint8_t>& bytes, uint16_t value) {
+    bytes.push_back(static_cast<uint8_t>(value >> 8));
+    bytes.push_back(static_cast<uint8_t>(value & 0xFF));
+}
+
+void putU32(std::vector<uint8_t>& bytes, uint32_t value) {
+    putU16(bytes, static_cast<uint16_t>(value >> 16));
+    putU16(bytes, static_cast<uint16_t>(value & 0xFFFF));
+}
+
+// A sample value that identifies its point, receiver and part.
+int16_t sampleFor(unsigned point, unsigned receiver, bool q) {
+    return static_cast<int16_t>(point * 16 + receiver * 2 + (q ? 1 : 0) - 300);
+}
+
+void putPoints(std::vector<uint8_t>& bytes, unsigned first, unsigned count,
+               const std::vector<unsigned>& receivers) {
+    for (unsigned k = first; k < first + count; ++k) {
+        for (unsigned r : receivers) {
+            putU16(bytes, static_cast<uint16_t>(sampleFor(k, r, false)));
+            putU16(bytes, static_cast<uint16_t>(sampleFor(k, r, true)));
+        }
+    }
+}
+
+PacketData packet(std::vector<uint8_t> payload, int counter = 1) {
+    PacketData p;
+    p.tagA = 0xA5;
+    p.tagB = 0x5A;
+    p.packetCounter = counter;
+    p.payload = std::move(payload);
+    return p;
+}
+
+SweepPacketLayout layoutOf(unsigned points, std::vector<unsigned> receivers) {
+    SweepPacketLayout layout;
+    layout.points = points;
+    layout.receivers = std::move(receivers);
+    return layout;
+}
+
+void expectPoint(const SweepData& sweep, unsigned point) {
+    for (std::size_t r = 0; r < sweep.receivers.size(); ++r) {
+        const unsigned receiver = sweep.receivers[r];
+        EXPECT_EQ(sweep.receiverData[r].real[point], sampleFor(point, receiver, false))
+            << "point " << point << " receiver " << receiver;
+        EXPECT_EQ(sweep.receiverData[r].imag[point], sampleFor(point, receiver, true))
+            << "point " << point << " receiver " << receiver;
+    }
+}
+
+void expectZero(const SweepData& sweep, unsigned point) {
+    for (const ComplexData& data : sweep.receiverData) {
+        EXPECT_EQ(data.real[point], 0.0) << "point " << point;
+        EXPECT_EQ(data.imag[point], 0.0) << "point " << point;
+    }
+}
+
+} // namespace
+
+TEST(EnabledReceiverIndexes, FollowTheFourLowMaskBits) {
+    EXPECT_EQ(enabledReceiverIndexes(0b0101), (std::vector<unsigned>{0, 2}));
+    EXPECT_EQ(enabledReceiverIndexes(0b1111), (std::vector<unsigned>{0, 1, 2, 3}));
+    EXPECT_EQ(enabledReceiverIndexes(0), (std::vector<unsigned>{0}));
+    EXPECT_EQ(enabledReceiverIndexes(0xF0), (std::vector<unsigned>{0}));
+    EXPECT_EQ(enabledReceiverIndexes(0x18), (std::vector<unsigned>{3}));
+}
+
+TEST(PacketDecoding, TwoReceiversShareEachPointInAscendingOrder) {
+    const std::vector<unsigned> receivers{0, 2};
+    std::vector<uint8_t> payload;
+    putPoints(payload, 0, 3, receivers);
+    ASSERT_EQ(payload.size(), 24u); // 8 bytes per point
+
+    SweepData sweep;
+    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {24},
+                      layoutOf(3, receivers), sweep);
+    EXPECT_EQ(sweep.receivers, receivers);
+    ASSERT_EQ(sweep.receiverData.size(), 2u);
+    for (unsigned k = 0; k < 3; ++k)
+        expectPoint(sweep, k);
+    EXPECT_EQ(sweep.numberOfPoints, 3);
+    EXPECT_EQ(sweep.tagA, 0xA5);
+    EXPECT_EQ(sweep.tagB, 0x5A);
+}
+
+TEST(PacketDecoding, AuxiliaryBlocksPrecedeTheSamplesOfTheFirstPacket) {
+    // Serial buffer of 4 bytes (block of 6), both encoders, sweep timer: samples at offset 14.
+    std::vector<uint8_t> payload{3, 'a', 'b', 'c', 0, 0xEE};
+    putU16(payload, 0xFFFE); // encoder 1
+    putU16(payload, 0x1234); // encoder 2
+    putU32(payload, 0x89ABCDEF);
+    ASSERT_EQ(payload.size(), 14u);
+    putPoints(payload, 0, 2, {0});
+
+    SweepPacketLayout layout = layoutOf(2, {0});
+    layout.serialBufferSize = 4;
+    layout.shaftEncoders = true;
+    layout.sweepTimer = true;
+    SweepData sweep;
+    const bool timer = decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1,
+                                         {static_cast<int>(payload.size())}, layout, sweep);
+    EXPECT_TRUE(timer);
+    EXPECT_EQ(sweep.serialCount, 3u);
+    EXPECT_EQ(sweep.serialData, (std::vector<uint8_t>{'a', 'b', 'c', 0}));
+    EXPECT_EQ(sweep.shaftEncoder1, 0xFFFEu);
+    EXPECT_EQ(sweep.shaftEncoder2, 0x1234u);
+    EXPECT_EQ(sweep.sweepTimer, 0x89ABCDEFu);
+    expectPoint(sweep, 0);
+    expectPoint(sweep, 1);
+}
+
+TEST(PacketDecoding, SamplesAreRawSignedSixteenBitValues) {
+    std::vector<uint8_t> payload;
+    putU16(payload, 0xFFFF);
+    putU16(payload, 0x8000);
+    putU16(payload, 0x7FFF);
+    putU16(payload, 0x0001);
+    SweepData sweep;
+    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8},
+                      layoutOf(2, {0}), sweep);
+    EXPECT_EQ(sweep.receiverData[0].real[0], -1.0);
+    EXPECT_EQ(sweep.receiverData[0].imag[0], -32768.0);
+    EXPECT_EQ(sweep.receiverData[0].real[1], 32767.0);
+    EXPECT_EQ(sweep.receiverData[0].imag[1], 1.0);
+}
+
+TEST(PacketDecoding, LaterPacketsContinueThePointSequence) {
+    std::vector<uint8_t> first;
+    std::vector<uint8_t> second;
+    std::vector<uint8_t> third;
+    putPoints(first, 0, 4, {1});
+    putPoints(second, 4, 4, {1});
+    putPoints(third, 8, 2, {1});
+    const std::vector<PacketData> packets{packet(first, 7), packet(second, 8), packet(third, 9)};
+    SweepData sweep;
+    decodePathPackets(packets.data(), 3, {16, 16, 8}, layoutOf(10, {1}), sweep);
+    for (unsigned k = 0; k < 10; ++k)
+        expectPoint(sweep, k);
+    EXPECT_EQ(sweep.packetCounter, 7);
+}
+
+TEST(PacketDecoding, FrameNumberCountsSweepsFromThePathsFirstPacketCounter) {
+    std::vector<uint8_t> payload;
+    putPoints(payload, 0, 1, {0});
+    SweepPacketLayout layout = layoutOf(1, {0});
+    layout.numberOfPaths = 3;
+    SweepData sweep;
+    const int counters[] = {1, 3, 4, 6, 7};
+    const int frames[] = {1, 1, 2, 2, 3};
+    for (int i = 0; i < 5; ++i) {
+        decodePathPackets(std::vector<PacketData>{packet(payload, counters[i])}.data(), 1, {4},
+                          layout, sweep);
+        EXPECT_EQ(sweep.frameNumber, frames[i]) << "counter " << counters[i];
+    }
+}
+
+TEST(PacketDecoding, ShortToleratedPacketLeavesMissingSamplesZero) {
+    // Expected 12 bytes (3 points) but only 6 arrived: one whole point, half of the next.
+    std::vector<uint8_t> payload;
+    putPoints(payload, 0, 2, {0});
+    payload.resize(6);
+    SweepData sweep;
+    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {12},
+                      layoutOf(3, {0}), sweep);
+    expectPoint(sweep, 0);
+    expectZero(sweep, 1);
+    expectZero(sweep, 2);
+}
+
+TEST(PacketDecoding, ShortFirstPacketLeavesCutOffBlocksZero) {
+    // Serial block of 2 + 2 bytes complete, encoder block cut after 3 bytes, no timer block.
+    std::vector<uint8_t> payload{2, 'x', 'y', 0, 0x01, 0x02, 0x03};
+    SweepPacketLayout layout = layoutOf(1, {0});
+    layout.serialBufferSize = 2;
+    layout.shaftEncoders = true;
+    layout.sweepTimer = true;
+    SweepData sweep;
+    const bool timer = decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1,
+                                         {13}, layout, sweep);
+    EXPECT_FALSE(timer);
+    EXPECT_EQ(sweep.serialCount, 2u);
+    EXPECT_EQ(sweep.serialData, (std::vector<uint8_t>{'x', 'y'}));
+    EXPECT_EQ(sweep.shaftEncoder1, 0u);
+    EXPECT_EQ(sweep.sweepTimer, 0u);
+    expectZero(sweep, 0);
+
+    // A lone count byte: the serial data stays zero and nothing else is read.
+    decodePathPackets(std::vector<PacketData>{packet({9})}.data(), 1, {13}, layout, sweep);
+    EXPECT_EQ(sweep.serialCount, 9u);
+    EXPECT_EQ(sweep.serialData, (std::vector<uint8_t>{0, 0}));
+}
+
+TEST(PacketDecoding, NeverWritesPastThePointCount) {
+    // The packets claim (and carry) six points of a two-point sweep.
+    std::vector<uint8_t> payload;
+    putPoints(payload, 0, 6, {0, 1});
+    const std::vector<PacketData> packets{packet(payload), packet(payload)};
+    SweepData sweep;
+    decodePathPackets(packets.data(), 2, {48, 48}, layoutOf(2, {0, 1}), sweep);
+    ASSERT_EQ(sweep.receiverData[0].length(), 2u);
+    expectPoint(sweep, 0);
+    expectPoint(sweep, 1);
+}
+
+TEST(PacketDecoding, ReadsOnlyUpToTheExpectedLength) {
+    // A long packet: bytes beyond the expected length are not samples of this sweep.
+    std::vector<uint8_t> payload;
+    putPoints(payload, 0, 4, {0});
+    SweepData sweep;
+    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8},
+                      layoutOf(4, {0}), sweep);
+    expectPoint(sweep, 0);
+    expectPoint(sweep, 1);
+    expectZero(sweep, 2);
+}
+
+TEST(PacketDecoding, PacketsWithoutAnExpectedLengthAreSkipped) {
+    std::vector<uint8_t> first;
+    std::vector<uint8_t> second;
+    putPoints(first, 0, 2, {0});
+    putPoints(second, 2, 2, {0});
+    const std::vector<PacketData> packets{packet(first), packet(second), packet(second)};
+    SweepData sweep;
+    // One expected length for three packets, and a zero one.
+    decodePathPackets(packets.data(), 3, {8}, layoutOf(4, {0}), sweep);
+    expectPoint(sweep, 1);
+    expectZero(sweep, 2);
+    decodePathPackets(packets.data(), 2, {8, 0}, layoutOf(4, {0}), sweep);
+    expectZero(sweep, 2);
+}
+
+TEST(PacketDecoding, NoPacketsGiveAZeroSweepOfTheRightShape) {
+    SweepPacketLayout layout = layoutOf(5, {0, 3});
+    layout.serialBufferSize = 7;
+    SweepData sweep;
+    EXPECT_FALSE(decodePathPackets(nullptr, 0, {}, layout, sweep));
+    ASSERT_EQ(sweep.receiverData.size(), 2u);
+    EXPECT_EQ(sweep.receiverData[1].length(), 5u);
+    EXPECT_EQ(sweep.serialData.size(), 7u);
+    EXPECT_EQ(sweep.receivers, (std::vector<unsigned>{0, 3}));
+}
