@@ -59,7 +59,7 @@ TEST(FrequencyPlan, SetFrequenciesStoresTheSnappedValuesInTheGivenOrder) {
         EXPECT_NEAR(stored[i], expectedSnap(asked[i]), kTolerance) << asked[i];
     EXPECT_NEAR(stored[0], 1234.568, kTolerance);
     EXPECT_NEAR(stored[1], 6000.0, kTolerance);
-    EXPECT_NEAR(stored[3], 2999.9999, kTolerance); // band 1 steps 0.5 kHz
+    EXPECT_NEAR(stored[3], 3000.0, kTolerance); // band 1 steps 0.5 kHz
     // The caller's array is left alone.
     EXPECT_EQ(asked[0], 1234.56789);
 }
@@ -165,20 +165,20 @@ TEST(FrequencyPlan, LinearSweepLimitsRoundInwardsWithAWholeStep) {
 
 TEST(FrequencyPlan, GeneratedSweepsRunUpAndDownOnSnappedPoints) {
     auto task = makeStoppedTask();
-    ASSERT_EQ(task->utilGenerateLinearSweep(100.00002, 2000.0004, 11), ERR_OK);
+    // The low end rounds up to 100.001 MHz, the step down to 189.999 MHz; every point then lies
+    // on the 1 kHz grid that all bands share, away from any rounding tie.
+    ASSERT_EQ(task->utilGenerateLinearSweep(100.00097, 2000.0004, 11), ERR_OK);
     std::vector<double> upwards = storedFrequencies(*task);
     ASSERT_EQ(upwards.size(), 11u);
     for (int i = 0; i < 11; ++i)
-        EXPECT_NEAR(upwards[i], expectedSnap(100.00003125 + i * 189.999), kTolerance) << i;
+        EXPECT_NEAR(upwards[i], expectedSnap(100.001 + i * 189.999), kTolerance) << i;
+    EXPECT_NEAR(upwards[10], 1999.991, kTolerance);
 
-    ASSERT_EQ(task->utilGenerateLinearSweep(2000.0004, 100.00002, 11), ERR_OK);
+    ASSERT_EQ(task->utilGenerateLinearSweep(2000.0004, 100.00097, 11), ERR_OK);
     std::vector<double> downwards = storedFrequencies(*task);
     ASSERT_EQ(downwards.size(), 11u);
-    const double top = 100.00003125 + 10 * 189.999;
     for (int i = 0; i < 11; ++i)
-        EXPECT_NEAR(downwards[i], expectedSnap(top - i * 189.999), kTolerance) << i;
-    for (int i = 1; i < 11; ++i)
-        EXPECT_LT(downwards[i], downwards[i - 1]);
+        EXPECT_NEAR(downwards[i], upwards[10 - i], kTolerance) << i;
 }
 
 TEST(FrequencyPlan, DegenerateLinearSweeps) {

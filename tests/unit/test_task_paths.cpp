@@ -108,8 +108,8 @@ TEST(MeasuredPaths, MappingRefusalsBecomeCodesWithALineOnStandardError) {
     odd->getHardwareDetails()->Switchboard_byte = 0x07;
     testing::internal::CaptureStderr();
     EXPECT_EQ(odd->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_FEATURE_NOT_PRESENT);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "ERROR-InvalidPromException: Unknown switchboard type value\n");
+    const std::string line = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(line.rfind("ERROR-InvalidPromException: ", 0), 0u) << line;
 
     // Without a switch board only transmit port 0 to receive port 1 exists.
     auto bare = makeStoppedTask(SWITCHBOARD_NO_SWITCH_BOARD);
