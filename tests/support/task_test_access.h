@@ -5,11 +5,13 @@
 #include <memory>
 
 #include "task/tarn_task.h"
+#include "task/task_helpers.h"
 
 namespace Orvek {
 
 struct TarnTaskTestAccess {
     static TaskState& state(TarnTask& task) { return *task.state_; }
+    static TarnTask::TaskHelpers& helpers(TarnTask& task) { return *task.helpers_; }
 };
 
 } // namespace Orvek
