@@ -48,6 +48,10 @@ inline void describeTestUnit(Orvek::PromParameters& unit, Orvek::SwitchBoard_Typ
     set(PromKey::PllType);
     unit.Int_PLL_Div = 100;
     set(PromKey::IntPllDiv);
+    unit.Number_of_PLL_loop_gain_boundaries = 0;
+    set(PromKey::NumberOfPllLoopGainBoundaries);
+    unit.PLL_prescaler_in_use = 0;
+    set(PromKey::PllPrescalerInUse);
     unit.DDS_reference_frequency = 167.77216;
     set(PromKey::DdsReferenceFrequency);
     unit.Master_clock_frequency = kTestUnitMasterClockMHz;
