@@ -188,9 +188,13 @@ void UnitCore::run(double until, std::size_t budget) {
         if (programTime_ > until)
             return;
         --budget;
+        if (!reader_) {
+            // Nothing uploaded since power-up: the erased program memory reads as end bytes.
+            stop("no program loaded", false);
+            continue;
+        }
         Instruction instruction;
-        const ReadStatus status =
-            reader_ ? reader_->decodeAt(execPc_, instruction) : ReadStatus::OutOfImage;
+        const ReadStatus status = reader_->decodeAt(execPc_, instruction);
         if (status != ReadStatus::Ok) {
             if (status == ReadStatus::OutOfImage)
                 std::snprintf(text, sizeof text,

@@ -55,8 +55,9 @@ TEST(SimUnitHardware, PortBoardsConnectThePathsTheLibraryAsksFor) {
             // board leaves it on port 0).
             const SwitchPath none = decodeLibraryPath(board.type, kTx[t], TARN_RX_PATH_NONE);
             EXPECT_EQ(none.txPort, t);
-            if (board.type != SWITCHBOARD_SIMPLE_4_PORT_SWITCH)
+            if (board.type != SWITCHBOARD_SIMPLE_4_PORT_SWITCH) {
                 EXPECT_NE(none.rxPort, t) << "board " << board.type << " tx " << t;
+            }
         }
     }
     for (int r = 0; r < 4; ++r) {
