@@ -166,6 +166,13 @@ TEST(PacketDecoding, FrameNumberCountsSweepsFromThePathsFirstPacketCounter) {
                           layout, sweep);
         EXPECT_EQ(sweep.frameNumber, frames[i]) << "counter " << counters[i];
     }
+    // Two packets per path: a sweep of three paths is six packets.
+    const std::vector<PacketData> second{packet(payload, 7), packet(payload, 8)};
+    decodePathPackets(second.data(), 2, {4, 0}, layout, sweep);
+    EXPECT_EQ(sweep.frameNumber, 2);
+    const std::vector<PacketData> third{packet(payload, 13), packet(payload, 14)};
+    decodePathPackets(third.data(), 2, {4, 0}, layout, sweep);
+    EXPECT_EQ(sweep.frameNumber, 3);
 }
 
 TEST(PacketDecoding, ShortToleratedPacketLeavesMissingSamplesZero) {
