@@ -77,9 +77,8 @@ void TarnTask::TaskHelpers::standardProgramPreamble(ProgramSource& source) {
     source.add<Register>(kRegHopRate, static_cast<uint32_t>(s.hopRate) & 0xFF, "Hop rate");
 
     // No PROM key supplies a default gain: an unset gain programs step 0.
-    uint32_t gain = s.receiverGain == TARN_GAIN_USE_DEFAULT
-                        ? 0
-                        : static_cast<uint32_t>(s.receiverGain) & 0xFF;
+    uint32_t gain =
+        s.receiverGain == TARN_GAIN_USE_DEFAULT ? 0 : static_cast<uint32_t>(s.receiverGain) & 0xFF;
     if (s.receiver12dBPad)
         gain |= kGainPadBit;
     source.add<Register>(kRegGain, gain, "Gain");
@@ -110,8 +109,8 @@ void TarnTask::TaskHelpers::standardProgramPreamble(ProgramSource& source) {
                              "Trigger IO update for attenuators (latch).");
     }
 
-    source.append(buildReg80(0, s.txPowerAmpOn, s.rxPowerAmpOn, s.txRFSwitchOn,
-                             REG82_DIGITAL_OUTPUT, false));
+    source.append(
+        buildReg80(0, s.txPowerAmpOn, s.rxPowerAmpOn, s.txRFSwitchOn, REG82_DIGITAL_OUTPUT, false));
 
     if (s.serialBufferSize != 0) {
         // The unit's serial block is the buffer plus its count byte and one spare byte.
@@ -122,11 +121,10 @@ void TarnTask::TaskHelpers::standardProgramPreamble(ProgramSource& source) {
     }
 
     source.add<Register>(kRegFreqOffset, s.frequencyOffsetCounts & 0xFF, "Frequency offset");
-    source.add<Register>(kRegFreqOffsetControl,
-                         (s.digitalOutValue ? 2u : 0u) | (s.frequencyOffsetEnabled ? 1u : 0u),
-                         std::string("Freq offset enabled: ") +
-                             (s.frequencyOffsetEnabled ? "yes" : "no") +
-                             ", digital out value: " + (s.digitalOutValue ? "hi" : "lo"));
+    source.add<Register>(
+        kRegFreqOffsetControl, (s.digitalOutValue ? 2u : 0u) | (s.frequencyOffsetEnabled ? 1u : 0u),
+        std::string("Freq offset enabled: ") + (s.frequencyOffsetEnabled ? "yes" : "no") +
+            ", digital out value: " + (s.digitalOutValue ? "hi" : "lo"));
 
     // The shaft-encoder inputs and the digital output share their lines; the encoder wins.
     const bool digitalOutMode = s.digitalOutEnabled && !s.shaftEncodersEnabled;
@@ -157,9 +155,8 @@ void TarnTask::TaskHelpers::standardProgramPreamble(ProgramSource& source) {
                                                    "rx1-rx2", "rx2 on", "rx2-tx"};
         // Registers 01..06 take the six settable timing words; the first word is carried only.
         for (int r = 1; r <= 6; ++r) {
-            source.add<ExternalRegister>(r, tdd.timing[r],
-                                         "tdd register 0" + std::to_string(r) + ": " +
-                                             timingNames[r - 1]);
+            source.add<ExternalRegister>(
+                r, tdd.timing[r], "tdd register 0" + std::to_string(r) + ": " + timingNames[r - 1]);
         }
         source.add<ExternalRegister>(7, tdd.attenuatorValue, "tdd register 07: attenuator value");
         source.add<FD>("");

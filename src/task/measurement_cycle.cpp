@@ -138,8 +138,7 @@ Err_Code TarnTask::TaskHelpers::doMeasure(bool async) {
     EntryPoint entry = s.mainEntryPoint;
     // The task's time-out may have changed since the program was built.
     entry.packetTimeoutMs = packetTimeoutMs();
-    const bool sendBegin =
-        s.measurementType == PROG_SYNC && s.sweepTriggerType == TRIGGER_SOFTWARE;
+    const bool sendBegin = s.measurementType == PROG_SYNC && s.sweepTriggerType == TRIGGER_SOFTWARE;
     const std::string address = s.ipAddress.get();
     if (sendBegin && recoverBeforeNextSweep) {
         // An earlier sweep failed part-way: the unit may still be sweeping, and packets of that

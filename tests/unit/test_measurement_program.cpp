@@ -115,8 +115,7 @@ TEST_F(MeasurementProgram, SmallSweepRunsAsPlanned) {
     EXPECT_EQ(tail, "84=40 85=07 81=00 9d=00 b4=64 84=01 D D 20=40 " + kReg80On +
                         " 8e=00 36=00 37=00 9e=00 8f=00 a0=01 E");
     EXPECT_EQ(traced("jumptable start"), "82=14 9b=00 C:freqs E");
-    EXPECT_EQ(traced("freqs"), "tx rx " + kReg80On + " " + repeat("D", 8) +
-                                   " A tx rx A D P1 D R");
+    EXPECT_EQ(traced("freqs"), "tx rx " + kReg80On + " " + repeat("D", 8) + " A tx rx A D P1 D R");
 
     const TaskState& s = state();
     EXPECT_EQ(s.packetSizes, std::vector<int>{8});
@@ -202,8 +201,8 @@ TEST_F(MeasurementProgram, SuppressedFrequencyDataSendsOnlyTheAuxiliaryBlocks) {
     EXPECT_EQ(state().packetSizes, std::vector<int>{12 + 4});
     // The encoder block is the only acquisition; the points are timed with FD.
     const std::string acquisition = traced("freqs");
-    EXPECT_TRUE(startsWith(acquisition, "87=08 87=01 A D tx rx 80=0f " + repeat("D", 9) +
-                                            " tx rx D tx rx D"));
+    EXPECT_TRUE(startsWith(acquisition,
+                           "87=08 87=01 A D tx rx 80=0f " + repeat("D", 9) + " tx rx D tx rx D"));
     EXPECT_EQ(acquisition.find(" A", 14), std::string::npos);
     EXPECT_EQ(acquisition.find("P0"), std::string::npos);
 }
@@ -236,8 +235,8 @@ TEST_F(MeasurementProgram, JumpTableFollowsPathsModeAndClock) {
 TEST_F(MeasurementProgram, TddBoardGetsItsFlagsTimingAndAttenuator) {
     makeTask(SWITCHBOARD_TDD_4_PORT_SWITCH);
     TDDConfiguration tdd;
-    tdd.flag1 = 1; // tdd
-    tdd.flag4 = 7; // power amplifier
+    tdd.flag1 = 1;      // tdd
+    tdd.flag4 = 7;      // power amplifier
     tdd.extraValue = 1; // attenuator switch
     tdd.attenuatorValue = 200;
     for (int i = 0; i < 7; ++i)
@@ -249,9 +248,9 @@ TEST_F(MeasurementProgram, TddBoardGetsItsFlagsTimingAndAttenuator) {
     EXPECT_EQ(state().tddFlagsWord, 0x29);
     EXPECT_EQ(state().tddDescription,
               " tdd: on, nulling: off, pa: on, slave: no, atten: on, lna: off");
-    EXPECT_NE(traced("startup").find(
-                  "x00=29 x01=0b x02=0c x03=0d x04=0e x05=0f x06=10 x07=c8 D a0=01 E"),
-              std::string::npos);
+    EXPECT_NE(
+        traced("startup").find("x00=29 x01=0b x02=0c x03=0d x04=0e x05=0f x06=10 x07=c8 D a0=01 E"),
+        std::string::npos);
     EXPECT_EQ(traced("jumptable start"), "82=15 9b=00 x00=29 C:freqs E");
     EXPECT_TRUE(startsWith(traced("freqs"), "x00=29 tx rx "));
 }
