@@ -233,37 +233,32 @@ int UDPMessenger::available_bytes() const {
     return bytes;
 }
 
-// FIONREAD reports 0 both for "nothing waiting" and for an empty datagram at the head of the
-// queue; an empty datagram would then hide everything behind it. Units never send empty
-// datagrams, so one found there is discarded.
-int UDPMessenger::nextDatagramSize() {
+// Takes the next datagram if one is waiting: 1 when `buffer` holds it, 0 when nothing is
+// waiting, -1 on a socket failure. One non-blocking recvfrom per check keeps the spin phase
+// cheap. An empty datagram (which a unit never sends) is discarded: FIONREAD cannot tell it
+// from an empty socket, and left in place it would hide everything queued behind it.
+int UDPMessenger::tryRead(char* buffer, std::size_t length, std::size_t& received,
+                          std::string& source) {
     for (;;) {
-        const int bytes = available_bytes();
-        if (bytes != 0) {
-            return bytes;
+        sockaddr_in sender{};
+        socklen_t senderLength = sizeof sender;
+        const ssize_t got = recvfrom(state->sockfd, buffer, length, MSG_DONTWAIT,
+                                     reinterpret_cast<sockaddr*>(&sender), &senderLength);
+        if (got > 0) {
+            source = dottedQuad(sender);
+            received = static_cast<std::size_t>(got);
+            return 1;
         }
-        char probe;
-        const ssize_t peeked = recv(state->sockfd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
-        if (peeked != 0) {
+        if (got == 0 || errno == EINTR) {
+            continue;
+        }
+        if (errno == EAGAIN || errno == EWOULDBLOCK) {
             return 0;
         }
-        recv(state->sockfd, &probe, 1, MSG_DONTWAIT);
-    }
-}
-
-int UDPMessenger::readOne(char* buffer, std::size_t length, std::size_t& received,
-                          std::string& source) {
-    sockaddr_in sender{};
-    socklen_t senderLength = sizeof sender;
-    const ssize_t got = recvfrom(state->sockfd, buffer, length, 0,
-                                 reinterpret_cast<sockaddr*>(&sender), &senderLength);
-    source = dottedQuad(sender);
-    if (got < 1) {
+        source = dottedQuad(sender);
         debugSocketError();
-        return ERR_SOCKET;
+        return -1;
     }
-    received = static_cast<std::size_t>(got);
-    return ERR_OK;
 }
 
 // Waits until the socket is readable, interrupt() is called or timeoutMs (-1: no limit)
@@ -301,19 +296,23 @@ bool UDPMessenger::waitInterrupted() const {
 
 int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& received,
                           std::string& source, int timeoutMs, int pollMs, Wait wait) {
-    if (!state->isOpen) {
+    if (!state->isOpen || length == 0) {
         return ERR_SOCKET;
     }
     if (wait == Wait::Fresh) {
         armWait();
     }
     auto keepGoing = [&] { return timeoutMs != 0 && state->keepWaiting.load(); };
+    // 1: got one, 0: nothing yet, -1: socket failure.
+    auto check = [&] { return tryRead(buffer, length, received, source); };
+    auto outcome = [](int checked) { return checked > 0 ? ERR_OK : ERR_SOCKET; };
 
     if (pollMs <= 0) {
         // No poll interval: wait without counting time until data or an interrupt.
         for (;;) {
-            if (nextDatagramSize() > 0) {
-                return readOne(buffer, length, received, source);
+            const int checked = check();
+            if (checked != 0) {
+                return outcome(checked);
             }
             if (!keepGoing()) {
                 return ERR_NO_RESPONSE;
@@ -324,8 +323,9 @@ int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& receive
 
     // The first checks spin, to catch a fast reply without any scheduling delay.
     for (int polls = 0; polls <= spinPolls; ++polls) {
-        if (nextDatagramSize() > 0) {
-            return readOne(buffer, length, received, source);
+        const int checked = check();
+        if (checked != 0) {
+            return outcome(checked);
         }
         if (!keepGoing()) {
             return ERR_NO_RESPONSE;
@@ -338,15 +338,14 @@ int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& receive
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(steps * pollMs);
     for (;;) {
         const int left = millisecondsUntil(deadline);
-        if (left <= 0) {
-            return nextDatagramSize() > 0 ? readOne(buffer, length, received, source)
-                                          : ERR_NO_RESPONSE;
+        if (left > 0) {
+            waitReadable(left < pollMs ? left : pollMs);
         }
-        waitReadable(left < pollMs ? left : pollMs);
-        if (nextDatagramSize() > 0) {
-            return readOne(buffer, length, received, source);
+        const int checked = check();
+        if (checked != 0) {
+            return outcome(checked);
         }
-        if (!keepGoing()) {
+        if (left <= 0 || !keepGoing()) {
             return ERR_NO_RESPONSE;
         }
     }
@@ -376,19 +375,19 @@ void enqueue(DatagramQueues& queues, const std::string& sender, const char* data
 } // namespace
 
 int UDPMessenger::receive_waiting(DatagramQueues& queues) {
+    if (!state->isOpen) {
+        return ERR_SOCKET;
+    }
     std::vector<char> buffer(maxDatagramSize);
     for (;;) {
-        const int waiting = nextDatagramSize();
-        if (waiting < 0) {
-            return ERR_SOCKET;
-        }
-        if (waiting == 0) {
-            return ERR_OK;
-        }
         std::size_t received = 0;
         std::string sender;
-        if (readOne(buffer.data(), buffer.size(), received, sender) != ERR_OK) {
+        const int checked = tryRead(buffer.data(), buffer.size(), received, sender);
+        if (checked < 0) {
             return ERR_SOCKET;
+        }
+        if (checked == 0) {
+            return ERR_OK;
         }
         enqueue(queues, sender, buffer.data(), received);
     }

@@ -94,8 +94,7 @@ private:
     struct State;
     std::unique_ptr<State> state;
 
-    int readOne(char* buffer, std::size_t length, std::size_t& received, std::string& source);
-    int nextDatagramSize();
+    int tryRead(char* buffer, std::size_t length, std::size_t& received, std::string& source);
     bool waitReadable(int timeoutMs);
 };
 

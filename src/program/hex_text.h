@@ -1,15 +1,15 @@
 #pragma once
-// Hex formatting for program text, equivalent to printf's "%02x" / "%08X" but without the
-// format parsing, since a sweep program holds tens of thousands of these.
+// Hex formatting for program text, equivalent to printf's "%02x", "%04x" and "%08X" but without
+// the format parsing, since a sweep program holds tens of thousands of these.
 #include <cstdint>
 #include <string>
 
 namespace Orvek {
 namespace hex_text {
 
-// Appends `value` in lower-case hex, at least two digits (more when it does not fit a byte,
-// exactly as "%02x" prints an unmasked value).
-inline void appendByte(std::string& out, std::uint32_t value) {
+// Appends `value` in lower-case hex, at least `width` digits (1 to 8) and more when it does not
+// fit them, exactly as "%0<width>x" prints an unmasked value.
+inline void appendPadded(std::string& out, std::uint32_t value, int width) {
     static const char digits[] = "0123456789abcdef";
     char buffer[8];
     int count = 0;
@@ -17,10 +17,15 @@ inline void appendByte(std::string& out, std::uint32_t value) {
         buffer[count++] = digits[value & 0xF];
         value >>= 4;
     } while (value != 0);
-    if (count < 2)
+    while (count < width && count < 8)
         buffer[count++] = '0';
     while (count > 0)
         out.push_back(buffer[--count]);
+}
+
+// "%02x": a register address or value; wider values print wider.
+inline void appendByte(std::string& out, std::uint32_t value) {
+    appendPadded(out, value, 2);
 }
 
 // Appends `value` as exactly eight upper-case hex digits ("%08X").

@@ -1,8 +1,10 @@
 // The annotated listing of a compiled program: the unit's synthesiser set-up, then every
 // command's listing line with its image address and bytes.
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 
+#include "program/hex_text.h"
 #include "program/program_source.h"
 #include "prom/prom_parameters.h"
 
@@ -51,10 +53,9 @@ void appendSpacedBytes(std::string& out, const std::string& text) {
     }
 }
 
+// "%04x": four digits, more once the image passes 64 KiB.
 void appendAddress(std::string& out, std::size_t address) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%04zx", address);
-    out += text;
+    hex_text::appendPadded(out, static_cast<std::uint32_t>(address), 4);
 }
 
 } // namespace
@@ -64,6 +65,8 @@ std::string ProgramSource::compiledHumanReadable(const PromParameters& params) c
     const CompiledProgram compiled = compile(params);
 
     std::string listing;
+    // Roughly: each byte shows as three characters, plus a listing line per command.
+    listing.reserve(compiled.program.size() * 2 + commands.size() * 48 + 1024);
     appendHeader(listing, params);
 
     std::size_t address = 0;

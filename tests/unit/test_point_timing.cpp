@@ -32,7 +32,7 @@ TEST(PointTiming, CycleCountOfEveryRate) {
 }
 
 TEST(PointTiming, UnknownRateIsRefused) {
-    for (int value : {-1, 14, 100, -100}) {
+    for (int value : {-1, -2, 14, 15}) {
         SCOPED_TRACE(value);
         const auto rate = static_cast<Hop_Rate>(value);
         try {

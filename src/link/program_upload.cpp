@@ -1,0 +1,45 @@
+// Program upload: the compiled image goes to the unit as one hex text command.
+#include "link/device_commands.h"
+#include "link/socket_manager.h"
+#include "program/program_source.h"
+#include "tarndll.h"
+
+namespace Orvek {
+namespace TARN {
+
+namespace {
+// The unit acknowledges only after storing the whole image.
+constexpr int uploadAckTimeoutMs = 5000;
+constexpr int uploadAckPollMs = 50;
+} // namespace
+
+int uploadProgram(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
+                  const CompiledProgram& program) {
+    if (program.program.size() > maxProgramTextLength) {
+        return ERR_PROG_OVERFLOW;
+    }
+    // "W0000" loads from address 0; "FF" ends the image text.
+    std::string message;
+    message.reserve(program.program.size() + 8);
+    message += "W0000";
+    message += program.program;
+    message += "FF\n";
+    const int sent = endpoint->send_to(address, message);
+    if (sent != ERR_OK) {
+        return sent;
+    }
+    // The acknowledgement is taken from the unit the task selected before uploading.
+    std::vector<char> reply;
+    const int received = endpoint->receive_from(reply, endpoint->get_current_dst_ip(),
+                                                uploadAckTimeoutMs, uploadAckPollMs);
+    if (received != ERR_OK) {
+        return received;
+    }
+    if (reply.size() >= 2 && reply[0] == 'F' && reply[1] == 'F') {
+        return ERR_OK;
+    }
+    return ERR_BYTES;
+}
+
+} // namespace TARN
+} // namespace Orvek
