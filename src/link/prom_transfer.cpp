@@ -1,5 +1,6 @@
 #include "link/prom_transfer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <thread>
@@ -32,6 +33,7 @@ constexpr int maxAttempts = 25;
 // The image header, and the 16-bit entry-list length behind it.
 constexpr int headerBytes = 20;
 constexpr int probeLastAddress = 33;
+constexpr long long maxPromBytes = 0x10000;
 
 void pause(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
@@ -227,9 +229,12 @@ int downloadProm(const std::shared_ptr<SocketManager>& endpoint, const std::stri
 
 int eraseProm(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
               const PromParameters& parameters, ProgressCallback callback, void* context) {
-    const int capacity = parameters.Prom_geometry_1 * parameters.Prom_geometry_2;
-    return writeImage(endpoint, address, nullptr, capacity > 0 ? capacity : 0, 0xFF, callback,
-                      context, false);
+    // PROM addresses are 16 bits wide: a larger geometry product (only from a corrupt PROM)
+    // would just erase the same bytes again, for hours.
+    const long long product =
+        static_cast<long long>(parameters.Prom_geometry_1) * parameters.Prom_geometry_2;
+    const int capacity = static_cast<int>(std::max(0LL, std::min(product, maxPromBytes)));
+    return writeImage(endpoint, address, nullptr, capacity, 0xFF, callback, context, false);
 }
 
 int uploadProm(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,

@@ -38,14 +38,18 @@ namespace TARN {
 int downloadProm(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
                  PromParameters& parameters, ProgressCallback callback, void* context);
 
-// Writes 0xFF to every byte of the PROM's capacity (geometry keys 1 x 2). Returns the code of
-// the closing "ZB600\n" exchange, which is sent whenever "ZB601\n" was acknowledged (also after
-// a cancel or a byte that did not verify).
+// Writes 0xFF to every byte of the PROM's capacity (geometry keys 1 x 2, at most the 64 KiB a
+// 16-bit address reaches). The callback (may be null) gets floor(100 * (a + 1) / N) after byte
+// a; false stops erasing. Returns the code of the closing "ZB600\n" exchange, which is sent
+// whenever "ZB601\n" was acknowledged (also after a cancel or a byte that did not verify); a
+// failed "ZB601\n" is returned at once and nothing is written.
 int eraseProm(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
               const PromParameters& parameters, ProgressCallback callback, void* context);
 
-// Writes the image of `parameters` (or, with keepBlankImage and a PROM without entry list, the
-// two bytes 0x00 0x00) from address 0. Result as eraseProm.
+// Writes the image of `parameters` (or, with keepBlankImage and a PROM whose entry-list length
+// reads 0xFFFF, only the two bytes 0x00 0x00: an empty list) from address 0. The callback gets
+// 0 first, then the percentage written after each byte; false stops writing. Result as
+// eraseProm.
 int uploadProm(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
                const PromParameters& parameters, ProgressCallback callback, void* context,
                bool keepBlankImage);

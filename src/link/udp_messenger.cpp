@@ -269,7 +269,15 @@ bool UDPMessenger::waitReadable(int timeoutMs) {
     if (count == 1 && (timeoutMs < 0 || timeoutMs > 5)) {
         timeoutMs = 5; // no wake-up pipe: notice an interrupt soon anyway
     }
-    return poll(fds, count, timeoutMs) != 0;
+    const int ready = poll(fds, count, timeoutMs);
+    if (count == 2 && (fds[1].revents & POLLIN) != 0) {
+        // interrupt() clears the flag before it writes, so the flag already tells the caller;
+        // a wake-up left over from before this wait must not turn the wait into a spin.
+        char drained[64];
+        while (read(state->wakeRead, drained, sizeof drained) > 0) {
+        }
+    }
+    return ready != 0;
 }
 
 void UDPMessenger::armWait() {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <future>
 #include <thread>
 
@@ -91,6 +92,28 @@ TEST_F(LinkTransport, BindingAgainWithTheSameSettingsKeepsTheSocket) {
     std::string reply;
     EXPECT_EQ(endpoint->receive_from(reply, unitA, 0, 1), Orvek::ERR_OK);
     EXPECT_EQ(reply, "kept");
+}
+
+TEST_F(LinkTransport, AReceiveBufferSmallerThanAskedIsRefusedWithAdvice) {
+    // The kernel grants at most twice net.core.rmem_max; ask for more than that.
+    std::ifstream limit("/proc/sys/net/core/rmem_max");
+    unsigned long rmemMax = 0;
+    ASSERT_TRUE(limit >> rmemMax);
+    const unsigned long tooLarge = 2 * rmemMax + 4096;
+    Orvek::SocketManager manager;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(manager.bind_socket(port, tooLarge), Orvek::ERR_SOCKET);
+    const std::string advice = testing::internal::GetCapturedStderr();
+    const std::string size = std::to_string(tooLarge);
+    EXPECT_NE(advice.find("Actual allocated buffer size does not match request! Requested: " +
+                          size + " actual: "),
+              std::string::npos)
+        << advice;
+    EXPECT_NE(advice.find("Add `net.core.rmem_max = " + size + "` to `/etc/sysctl.conf`"),
+              std::string::npos)
+        << advice;
+    EXPECT_EQ(manager.get_current_bound_address(), "Socket not open!");
+    EXPECT_EQ(manager.send_to(unitA, std::string("Q\n")), Orvek::ERR_SOCKET);
 }
 
 TEST_F(LinkTransport, AnotherUnitsDatagramsStayQueuedForIt) {

@@ -247,7 +247,7 @@ TEST(PromImageRobustness, RandomAndMutatedImages) {
     int decoded = 0;
     int refused = 0;
     testing::internal::CaptureStdout(); // unknown keys print warnings
-    for (int round = 0; round < 4000; ++round) {
+    for (int round = 0; round < 3000; ++round) {
         Bytes image;
         switch (round % 6) {
         case 0: // random bytes of random length
@@ -306,6 +306,6 @@ TEST(PromImageRobustness, RandomAndMutatedImages) {
     }
     testing::internal::GetCapturedStdout();
     // Both outcomes must be exercised, or the generator above has gone wrong.
-    EXPECT_GT(decoded, 1000);
+    EXPECT_GT(decoded, 800);
     EXPECT_GT(refused, 100);
 }

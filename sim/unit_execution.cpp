@@ -1,0 +1,265 @@
+// The unit's program interpreter: instruction by instruction from the program memory, with
+// the point clock, the millisecond clock, the call stack and the packet buffer.
+#include <cmath>
+#include <cstdio>
+
+#include "sim/unit_core.h"
+
+namespace Orvek {
+namespace Sim {
+
+namespace {
+
+// The millisecond clock ticks on whole milliseconds of the unit's clock.
+double nextMillisecond(double t) {
+    return (std::floor(t * 1000.0 + 1e-6) + 1.0) / 1000.0;
+}
+
+void appendBigEndian16(std::vector<std::uint8_t>& bytes, std::int16_t value) {
+    const auto bits = static_cast<std::uint16_t>(value);
+    bytes.push_back(static_cast<std::uint8_t>(bits >> 8));
+    bytes.push_back(static_cast<std::uint8_t>(bits));
+}
+
+} // namespace
+
+double UnitCore::pointSeconds() const {
+    const std::uint32_t cycles = hopRateCycles(registers_[0x85]);
+    return cycles / (hardware_.masterClockMHz * 1e6);
+}
+
+void UnitCore::begin(std::uint16_t address, double now, const char* why) {
+    char text[96];
+    if (running_) {
+        std::snprintf(text, sizeof text, "restarted at 0x%04x while running at 0x%04x", address,
+                      execPc_);
+        note(text, false, programTime_);
+    }
+    running_ = true;
+    execPc_ = address;
+    callStack_.clear();
+    packet_.clear();
+    pendingBlocks_.clear();
+    overflowReported_ = false;
+    sinceTimeAdvanced_ = 0;
+    // The program clock never runs backwards, so the sweep timer stays monotonic.
+    programTime_ = std::max(now, programTime_);
+    std::snprintf(text, sizeof text, "%s 0x%04x", why, address);
+    note(text, false, programTime_);
+}
+
+void UnitCore::stop(const std::string& why, bool error) {
+    running_ = false;
+    char text[64];
+    std::snprintf(text, sizeof text, " (at 0x%04x)", execPc_);
+    note(why + text, error, programTime_);
+    if (pendingBegin_) {
+        const std::uint16_t address = *pendingBegin_;
+        pendingBegin_.reset();
+        begin(address, programTime_, "deferred run");
+    }
+}
+
+void UnitCore::jumpTo(std::uint32_t target, bool isCall, std::uint32_t returnAddress) {
+    char text[96];
+    if (target >= loadedEnd_) {
+        std::snprintf(text, sizeof text, "%s to 0x%04x outside the %u-byte program image",
+                      isCall ? "call" : "jump", target, loadedEnd_);
+        stop(text, true);
+        return;
+    }
+    if (isCall) {
+        if (callStack_.size() >= static_cast<std::size_t>(kCallDepth)) {
+            std::snprintf(text, sizeof text, "call to 0x%04x overflows the %d-deep call stack",
+                          target, kCallDepth);
+            stop(text, true);
+            return;
+        }
+        callStack_.push_back(returnAddress);
+    }
+    execPc_ = target;
+}
+
+RfState UnitCore::rfState() const {
+    RfState state;
+    const std::uint8_t control = registers_[0x80];
+    const int band = bandFromControlRegister(control);
+    const std::uint32_t txWord =
+        (registers_[0x04] << 16) | (registers_[0x05] << 8) | registers_[0x06];
+    std::uint32_t rxWord = (registers_[0x44] << 16) | (registers_[0x45] << 8) | registers_[0x46];
+    if (registers_[0x37] & 0x01)
+        rxWord = (rxWord + registers_[0x36] * 256u) & 0xFFFFFF;
+    state.txFrequencyMHz =
+        synthesiserOutputMHz(txWord, band, pllDivideRatio_, hardware_.ddsReferenceMHz);
+    state.rxFrequencyMHz =
+        synthesiserOutputMHz(rxWord, band, pllDivideRatio_, hardware_.ddsReferenceMHz);
+    // The PLL locks only when loaded and with its VCO inside its tuning range.
+    auto inRange = [&](double output) {
+        const double vco = std::ldexp(output, band);
+        return vco >= hardware_.vcoMinimumMHz * 0.97 && vco <= hardware_.vcoMaximumMHz * 1.03;
+    };
+    state.synthesiserLocked = pllDivideRatio_ > 0 && inRange(state.txFrequencyMHz) &&
+                              inRange(state.rxFrequencyMHz);
+    state.path = decodeSwitchRegister(hardware_.board, written_[0x82], registers_[0x82]);
+    state.txAmplifier = control & 0x02;
+    state.rxAmplifier = control & 0x04;
+    state.txRfSwitch = control & 0x08;
+    state.suppliesOff = control & 0x80;
+    state.gainSteps = registers_[0x81] & 0x0F;
+    state.pad12dB = registers_[0x81] & 0x10;
+    state.attenuatorDb = hardware_.hasAttenuator ? attenuatorDb_ : 0;
+    if (hardware_.board == SWITCHBOARD_TDD_4_PORT_SWITCH && (external_[0] & 0x01)) {
+        // TDD board switched on: its power amplifier (flag bit 3) and its receive attenuator
+        // (flag bit 5, external register 7 in 0.25 dB steps) are in the path.
+        if (!(external_[0] & 0x08))
+            state.extraTxLossDb = RfModel::kTxAmplifierOffDb;
+        if (external_[0] & 0x20)
+            state.extraRxLossDb = external_[7] * 0.25;
+    }
+    return state;
+}
+
+void UnitCore::appendToPacket(const std::vector<std::uint8_t>& bytes) {
+    const std::size_t room = kPacketBuffer - packet_.size();
+    if (bytes.size() > room) {
+        if (!overflowReported_) {
+            char text[80];
+            std::snprintf(text, sizeof text,
+                          "packet buffer full (%zu bytes) at 0x%04x: data lost", kPacketBuffer,
+                          execPc_);
+            note(text, true, programTime_);
+            overflowReported_ = true;
+        }
+        packet_.insert(packet_.end(), bytes.begin(), bytes.begin() + room);
+        return;
+    }
+    packet_.insert(packet_.end(), bytes.begin(), bytes.end());
+}
+
+void UnitCore::acquire() {
+    if (!pendingBlocks_.empty()) {
+        const int block = pendingBlocks_.front();
+        pendingBlocks_.erase(pendingBlocks_.begin());
+        appendToPacket(block == 0x01 ? encoders_.block(programTime_)
+                                     : timer_.block(programTime_));
+        return;
+    }
+    const RfState state = rfState();
+    unsigned mask = registers_[0xA0] & 0x0F;
+    if (mask == 0)
+        mask = 0x01;
+    std::normal_distribution<double> noise(0.0, options_.noiseCounts);
+    std::vector<std::uint8_t> samples;
+    samples.reserve(16);
+    for (int receiver = 0; receiver < 4; ++receiver) {
+        if (!(mask & (1u << receiver)))
+            continue;
+        // A receiver the unit is not fitted with reads zero (its ADC lines are grounded).
+        Complex wave = receiver < hardware_.receivers ? rf_.wave(state, receiver) : 0.0;
+        if (options_.noiseCounts > 0.0)
+            wave += Complex(noise(noise_), noise(noise_));
+        const IqSample sample = RfModel::quantise(wave);
+        appendBigEndian16(samples, sample.i);
+        appendBigEndian16(samples, sample.q);
+    }
+    appendToPacket(samples);
+}
+
+void UnitCore::sendPacket(std::uint8_t tagB) {
+    DataPacket packet;
+    packet.tagA = options_.unitOctet;
+    packet.tagB = tagB;
+    packet.counter = counter_++;
+    packet.programSeconds = programTime_;
+    packet.datagram.reserve(packet_.size() + 4);
+    packet.datagram.push_back(packet.tagA);
+    packet.datagram.push_back(packet.tagB);
+    packet.datagram.push_back(static_cast<std::uint8_t>(packet.counter >> 8));
+    packet.datagram.push_back(static_cast<std::uint8_t>(packet.counter));
+    packet.datagram.insert(packet.datagram.end(), packet_.begin(), packet_.end());
+    packet_.clear();
+    overflowReported_ = false;
+    packets_.push_back(std::move(packet));
+}
+
+void UnitCore::run(double until, std::size_t budget) {
+    char text[128];
+    while (running_ && budget > 0) {
+        if (programTime_ > until)
+            return;
+        --budget;
+        Instruction instruction;
+        const ReadStatus status =
+            reader_ ? reader_->decodeAt(execPc_, instruction) : ReadStatus::OutOfImage;
+        if (status != ReadStatus::Ok) {
+            if (status == ReadStatus::OutOfImage)
+                std::snprintf(text, sizeof text,
+                              "ran outside the %u-byte program image without an end", loadedEnd_);
+            else
+                std::snprintf(text, sizeof text, "malformed program: %s", readStatusText(status));
+            stop(text, true);
+            return;
+        }
+        execPc_ = instruction.next();
+        if (++sinceTimeAdvanced_ > kRunawayLimit) {
+            std::snprintf(text, sizeof text,
+                          "runaway program: %llu instructions without a delay, sample or end",
+                          static_cast<unsigned long long>(kRunawayLimit));
+            stop(text, true);
+            return;
+        }
+        switch (instruction.kind) {
+        case InstructionKind::RegisterWrite:
+            writeRegister(instruction.reg, instruction.value, true);
+            break;
+        case InstructionKind::Resync:
+            programTime_ = nextMillisecond(programTime_);
+            sinceTimeAdvanced_ = 0;
+            break;
+        case InstructionKind::Delay:
+        case InstructionKind::Acquire: {
+            const double point = pointSeconds();
+            if (point <= 0.0) {
+                std::snprintf(text, sizeof text, "hop rate register 0x85 = 0x%02x is no rate",
+                              registers_[0x85]);
+                execPc_ = instruction.address;
+                stop(text, true);
+                return;
+            }
+            if (instruction.kind == InstructionKind::Acquire)
+                acquire();
+            programTime_ += point;
+            sinceTimeAdvanced_ = 0;
+            break;
+        }
+        case InstructionKind::End:
+        case InstructionKind::LabelMarker:
+            execPc_ = instruction.address;
+            stop("program end", false);
+            break;
+        case InstructionKind::Jump:
+            registers_[0x90] = static_cast<std::uint8_t>(instruction.target >> 8);
+            registers_[0x91] = static_cast<std::uint8_t>(instruction.target);
+            jumpTo(instruction.target, false, 0);
+            break;
+        case InstructionKind::Call:
+            registers_[0x90] = static_cast<std::uint8_t>(instruction.target >> 8);
+            registers_[0x93] = static_cast<std::uint8_t>(instruction.target);
+            jumpTo(instruction.target, true, instruction.next());
+            break;
+        case InstructionKind::Return:
+            writeRegister(0x95, 0xFF, true);
+            break;
+        case InstructionKind::ExternalWrite:
+            writeRegister(0x97, instruction.reg, true);
+            writeRegister(0x98, instruction.value, true);
+            break;
+        case InstructionKind::PacketTrigger:
+            writeRegister(0x89, instruction.value, true);
+            break;
+        }
+    }
+}
+
+} // namespace Sim
+} // namespace Orvek
