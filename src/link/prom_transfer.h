@@ -15,8 +15,10 @@ class SocketManager;
 class PromParameters;
 
 // Reads PROM addresses first..last inclusive into `bytes` (cleared first; bytes read before a
-// failure stay). Each byte is asked for with a 100 ms time-out; a silent unit is halted with
-// "Q\n" and asked once more with 250 ms. 0, ERR_SOCKET, ERR_NO_RESPONSE or ERR_BYTES (a reply
+// failure stay). Discards every queued datagram first. Requests go to `address`; replies are
+// taken from the manager's current destination address, so the caller selects the unit first
+// (set_current_dst_ip). Each byte is asked for with a 100 ms time-out; a silent unit is halted
+// with "Q\n" and asked once more with 250 ms. 0, ERR_SOCKET, ERR_NO_RESPONSE or ERR_BYTES (a reply
 // shorter than two characters).
 int readPromBytes(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
                   int first, int last, std::vector<int>& bytes);

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -46,6 +47,12 @@ struct UDPMessenger::State {
     uint32_t rxBufferSize = static_cast<uint32_t>(defaultBufferSize);
     bool isOpen = false;
     std::atomic<bool> keepWaiting{false};
+    // Set by interrupt() before it writes to the pipe, so that arming a wait only touches the
+    // pipe when there is something to drain.
+    std::atomic<bool> wakePending{false};
+    // Receive buffer of the queueing receives, allocated once (they run under the manager's
+    // lock, one at a time).
+    std::vector<char> scratch = std::vector<char>(maxDatagramSize);
     // Self-pipe: interrupt() writes a byte so that a wait in poll() ends at once.
     int wakeRead = -1;
     int wakeWrite = -1;
@@ -281,7 +288,7 @@ bool UDPMessenger::waitReadable(int timeoutMs) {
 }
 
 void UDPMessenger::armWait() {
-    if (state->wakeRead >= 0) {
+    if (state->wakeRead >= 0 && state->wakePending.exchange(false)) {
         char drained[64];
         while (read(state->wakeRead, drained, sizeof drained) > 0) {
         }
@@ -291,6 +298,7 @@ void UDPMessenger::armWait() {
 
 void UDPMessenger::interrupt() {
     state->keepWaiting.store(false);
+    state->wakePending.store(true);
     if (state->wakeWrite >= 0) {
         const char wake = 1;
         // A full pipe already holds a wake-up; nothing more to do.
@@ -330,6 +338,8 @@ int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& receive
     }
 
     // The first checks spin, to catch a fast reply without any scheduling delay.
+    // Yielding between checks costs nothing on an idle host and lets whatever else is runnable
+    // (on a small host, possibly the very process that is to answer) use the processor.
     for (int polls = 0; polls <= spinPolls; ++polls) {
         const int checked = check();
         if (checked != 0) {
@@ -338,6 +348,7 @@ int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& receive
         if (!keepGoing()) {
             return ERR_NO_RESPONSE;
         }
+        sched_yield();
     }
     // Then wait in steps of pollMs until more than timeoutMs has been spent waiting: that is
     // timeoutMs / pollMs + 1 whole steps. Readiness ends a step early, so a datagram is taken
@@ -386,7 +397,7 @@ int UDPMessenger::receive_waiting(DatagramQueues& queues) {
     if (!state->isOpen) {
         return ERR_SOCKET;
     }
-    std::vector<char> buffer(maxDatagramSize);
+    std::vector<char>& buffer = state->scratch;
     for (;;) {
         std::size_t received = 0;
         std::string sender;
@@ -402,7 +413,7 @@ int UDPMessenger::receive_waiting(DatagramQueues& queues) {
 }
 
 int UDPMessenger::receive_into(DatagramQueues& queues, int timeoutMs, int pollMs, Wait wait) {
-    std::vector<char> buffer(maxDatagramSize);
+    std::vector<char>& buffer = state->scratch;
     std::size_t received = 0;
     std::string sender;
     const int result =

@@ -77,7 +77,9 @@ public:
     // when an entry's length runs past the end.
     std::vector<PromEntry> deserializeFromBytestream(std::vector<int> bytes) const;
     std::vector<int> serializeCustomIPHeader() const;
-    // 20 header bytes, then the serialised entries of buildPromData.
+    // 20 header bytes, then the serialised entries of buildPromData. A reader takes the first
+    // 20 bytes for a header only if one of bytes 0..10 is neither 0x00 nor 0xFF, so a unit's
+    // image needs a non-zero Header_tag or address byte to be read back as written.
     std::vector<int> generateFullBytestream() const;
     // Resets, then fills the parameters from a whole image (with or without header). Throws
     // InvalidPromException for an entry running past the end of the image, or (from the

@@ -97,9 +97,10 @@ std::string s_param_to_string(Orvek::S_Parameter_Set_Path path) {
 }
 
 std::string bin_format(int value) {
+    const auto bits = static_cast<unsigned>(value); // a negative value shows its low byte
     std::string text = "0b";
     for (int bit = 7; bit >= 0; --bit) {
-        text += ((value >> bit) & 1) ? '1' : '0';
+        text += ((bits >> bit) & 1u) ? '1' : '0';
     }
     return text;
 }

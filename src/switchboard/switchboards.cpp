@@ -27,19 +27,22 @@ std::string pathsText(Transmit_Path tx, Receive_Path rx) {
            std::to_string(rx) + " (" + rx_port_to_string(rx) + "), ";
 }
 
-template <typename Board> bool samePaths(const Board& self, const SwitchBoardState& other) {
-    if (typeid(self) != typeid(other)) {
+} // namespace
+
+// ---- Boards holding a port pair -----------------------------------------------------------
+
+bool PortPairSwitchBoard::operator==(const SwitchBoardState& other) const {
+    if (typeid(*this) != typeid(other)) {
         return false;
     }
-    const auto& that = dynamic_cast<const Board&>(other);
-    Transmit_Path txA, txB;
-    Receive_Path rxA, rxB;
-    self.getPaths(txA, rxA);
-    that.getPaths(txB, rxB);
-    return rxA == rxB && txA == txB;
+    const auto& that = dynamic_cast<const PortPairSwitchBoard&>(other);
+    return rx_ == that.rx_ && tx_ == that.tx_;
 }
 
-} // namespace
+void PortPairSwitchBoard::getPaths(Transmit_Path& tx, Receive_Path& rx) const {
+    tx = tx_;
+    rx = rx_;
+}
 
 // ---- Simple 4-port ------------------------------------------------------------------------
 
@@ -66,15 +69,6 @@ int SimpleFourPortSwitchBoard::getRegisterValue() const {
         return kSamePort[txPortNumber(tx_)];
     }
     return 0x10 | tx_ | (rx_ == kNone ? 0 : rx_);
-}
-
-bool SimpleFourPortSwitchBoard::operator==(const SwitchBoardState& other) const {
-    return samePaths(*this, other);
-}
-
-void SimpleFourPortSwitchBoard::getPaths(Transmit_Path& tx, Receive_Path& rx) const {
-    tx = tx_;
-    rx = rx_;
 }
 
 std::string SimpleFourPortSwitchBoard::getSwitchboardType() const {
@@ -117,15 +111,6 @@ int TDDFourPortSwitchBoard::getRegisterValue() const {
     return 0x90 | tx_ | rx_;
 }
 
-bool TDDFourPortSwitchBoard::operator==(const SwitchBoardState& other) const {
-    return samePaths(*this, other);
-}
-
-void TDDFourPortSwitchBoard::getPaths(Transmit_Path& tx, Receive_Path& rx) const {
-    tx = tx_;
-    rx = rx_;
-}
-
 std::string TDDFourPortSwitchBoard::getSwitchboardType() const {
     return "TDD 4-Port Switch-Board";
 }
@@ -155,15 +140,6 @@ int SimpleEightPortSwitchBoard::getRegisterValue() const {
     return (tx_ | rx_) & 0xFF;
 }
 
-bool SimpleEightPortSwitchBoard::operator==(const SwitchBoardState& other) const {
-    return samePaths(*this, other);
-}
-
-void SimpleEightPortSwitchBoard::getPaths(Transmit_Path& tx, Receive_Path& rx) const {
-    tx = tx_;
-    rx = rx_;
-}
-
 std::string SimpleEightPortSwitchBoard::getSwitchboardType() const {
     return "Simple 8-Port Switch-Board";
 }
@@ -187,15 +163,6 @@ NoSwitchBoard::NoSwitchBoard(Transmit_Path tx, Receive_Path rx) {
 
 int NoSwitchBoard::getRegisterValue() const {
     return -1;
-}
-
-bool NoSwitchBoard::operator==(const SwitchBoardState& other) const {
-    return samePaths(*this, other);
-}
-
-void NoSwitchBoard::getPaths(Transmit_Path& tx, Receive_Path& rx) const {
-    tx = tx_;
-    rx = rx_;
 }
 
 std::string NoSwitchBoard::getSwitchboardType() const {

@@ -10,66 +10,58 @@
 
 namespace Orvek {
 
+// The boards that switch one transmit and one receive port and store both. Two of them are the
+// same path when they are the same kind of board with the same ports.
+class PortPairSwitchBoard : public SwitchBoardState {
+public:
+    bool operator==(const SwitchBoardState& other) const override;
+    void getPaths(Transmit_Path& tx, Receive_Path& rx) const override;
+
+protected:
+    PortPairSwitchBoard() = default;
+    ~PortPairSwitchBoard() = default;
+
+    // Set by each constructor only after the pair has passed the board's validation.
+    Receive_Path rx_ = TARN_RX_PATH_NONE;
+    Transmit_Path tx_ = TARN_TX_PATH_NONE;
+};
+
 // Transmit and receive each switched to one of four ports; the transmitter is always on.
-class SimpleFourPortSwitchBoard final : public SwitchBoardState {
+class SimpleFourPortSwitchBoard final : public PortPairSwitchBoard {
 public:
     SimpleFourPortSwitchBoard(Transmit_Path tx, Receive_Path rx);
 
-    bool operator==(const SwitchBoardState& other) const override;
     int getRegisterValue() const override;
-    void getPaths(Transmit_Path& tx, Receive_Path& rx) const override;
     std::string getSwitchboardType() const override;
-
-private:
-    Receive_Path rx_;
-    Transmit_Path tx_;
 };
 
 // Four-port board for time-division duplex operation: the transmitter may be switched off
 // (TARN_TX_PATH_NONE), and the external TDD controller sits behind it.
-class TDDFourPortSwitchBoard final : public SwitchBoardState {
+class TDDFourPortSwitchBoard final : public PortPairSwitchBoard {
 public:
     TDDFourPortSwitchBoard(Transmit_Path tx, Receive_Path rx);
 
-    bool operator==(const SwitchBoardState& other) const override;
     int getRegisterValue() const override;
-    void getPaths(Transmit_Path& tx, Receive_Path& rx) const override;
     std::string getSwitchboardType() const override;
-
-private:
-    Receive_Path rx_;
-    Transmit_Path tx_;
 };
 
 // Transmit and receive each switched to one of eight ports.
-class SimpleEightPortSwitchBoard final : public SwitchBoardState {
+class SimpleEightPortSwitchBoard final : public PortPairSwitchBoard {
 public:
     SimpleEightPortSwitchBoard(Transmit_Path tx, Receive_Path rx);
 
-    bool operator==(const SwitchBoardState& other) const override;
     int getRegisterValue() const override;
-    void getPaths(Transmit_Path& tx, Receive_Path& rx) const override;
     std::string getSwitchboardType() const override;
-
-private:
-    Receive_Path rx_;
-    Transmit_Path tx_;
 };
 
 // No switch board: the unit's only path is transmit port 0 to receive port 1, and no switch
 // register is written (register value -1).
-class NoSwitchBoard final : public SwitchBoardState {
+class NoSwitchBoard final : public PortPairSwitchBoard {
 public:
     NoSwitchBoard(Transmit_Path tx, Receive_Path rx);
 
-    bool operator==(const SwitchBoardState& other) const override;
     int getRegisterValue() const override;
-    void getPaths(Transmit_Path& tx, Receive_Path& rx) const override;
     std::string getSwitchboardType() const override;
-
-private:
-    Receive_Path rx_;
-    Transmit_Path tx_;
 };
 
 // Two-port S-parameter board with a reference path; its five paths are the

@@ -198,9 +198,9 @@ void FakeUnit::Worker::run(std::promise<std::string>& ready) {
             const Outgoing& out = pending[sent];
             const int fd = out.reply.from.empty() ? own : socketFor(out.reply.from, error);
             if (fd >= 0) {
+                const auto at = Clock::now();
                 sendto(fd, out.reply.bytes.data(), out.reply.bytes.size(), 0,
                        reinterpret_cast<const sockaddr*>(&out.destination), sizeof out.destination);
-                const auto at = Clock::now();
                 std::lock_guard<std::mutex> guard(lock);
                 sentLog.push_back(
                     {out.reply.bytes, out.reply.from.empty() ? address : out.reply.from, at});

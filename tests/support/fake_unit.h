@@ -62,7 +62,7 @@ public:
 
     std::vector<Datagram> received() const;
     // What the unit sent, in order: `from` is the local address it was sent from, `at` the
-    // time right after sendto returned.
+    // time just before sendto (so a measured delivery delay includes the network's part).
     std::vector<Datagram> sent() const;
     std::size_t receivedCount() const;
     // Number of received datagrams whose bytes equal `bytes`.
