@@ -89,8 +89,7 @@ double parseNumber(const std::string& text, const std::string& element) {
 int parsePort(const std::string& text, const std::string& element) {
     const double value = parseNumber(text, element);
     if (value != std::floor(value) || value < 0 || value >= DutModel::kMaxPorts)
-        throw std::invalid_argument("bad port \"" + text + "\" in DUT element \"" + element +
-                                    "\"");
+        throw std::invalid_argument("bad port \"" + text + "\" in DUT element \"" + element + "\"");
     return static_cast<int>(value);
 }
 
@@ -253,8 +252,8 @@ std::string DutModel::describe() const {
                           element.filter.order);
             break;
         case ElementKind::Thru:
-            std::snprintf(buffer, sizeof buffer, "thru:%d-%d:%g:%g", element.port1,
-                          element.port2, element.delayNs, element.lossDb);
+            std::snprintf(buffer, sizeof buffer, "thru:%d-%d:%g:%g", element.port1, element.port2,
+                          element.delayNs, element.lossDb);
             break;
         default:
             std::snprintf(buffer, sizeof buffer, "%s:%d", kindName(element.kind), element.port1);

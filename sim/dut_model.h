@@ -30,9 +30,9 @@ enum class ElementKind { BandPassFilter, Thru, Open, Short, Load };
 struct DutElement {
     ElementKind kind = ElementKind::Load;
     int port1 = 0;
-    int port2 = -1;          // second port of a two-port element, -1 for a one-port
-    double delayNs = 0.0;    // thru length, or the offset of a one-port standard
-    double lossDb = 0.0;     // thru insertion loss
+    int port2 = -1;            // second port of a two-port element, -1 for a one-port
+    double delayNs = 0.0;      // thru length, or the offset of a one-port standard
+    double lossDb = 0.0;       // thru insertion loss
     BandPassFilterSpec filter; // BandPassFilter only
 };
 

@@ -67,8 +67,8 @@ bool FaultSettings::any() const {
     return dropProbability > 0 || duplicateProbability > 0 || reorderProbability > 0 ||
            truncateProbability > 0 || !dropPackets.empty() || !duplicatePackets.empty() ||
            !reorderPackets.empty() || !truncatePackets.empty() || replyDelayMs > 0 ||
-           withholdReplyProbability > 0 || withholdReplies > 0 || silent ||
-           !answerFrom.empty() || promWriteAttempts > 1 || promWriteFailProbability > 0;
+           withholdReplyProbability > 0 || withholdReplies > 0 || silent || !answerFrom.empty() ||
+           promWriteAttempts > 1 || promWriteFailProbability > 0;
 }
 
 FaultSettings FaultSettings::parse(const std::string& text) {
@@ -226,7 +226,9 @@ bool FaultInjector::withholdNextReply() {
     return random;
 }
 
-bool FaultInjector::failPromWrite() { return draw(settings_.promWriteFailProbability); }
+bool FaultInjector::failPromWrite() {
+    return draw(settings_.promWriteFailProbability);
+}
 
 } // namespace Sim
 } // namespace Orvek

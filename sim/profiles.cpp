@@ -68,9 +68,8 @@ void addCalibration(PromParameters& p, const FrequencyPlan& plan) {
         std::vector<double> values(points, 0.0);
         for (int i = 0; i < points; ++i) {
             if (column == 0)
-                values[i] = plan.minimumMHz +
-                            (plan.maximumMHz - plan.minimumMHz) * static_cast<double>(i) /
-                                (points - 1);
+                values[i] = plan.minimumMHz + (plan.maximumMHz - plan.minimumMHz) *
+                                                  static_cast<double>(i) / (points - 1);
             // Real parts of the reflection and transmission tracking terms, both directions.
             else if (column == 5 || column == 11 || column == 17 || column == 23)
                 values[i] = 1.0;
@@ -214,8 +213,7 @@ bool hardwareFromImage(const std::vector<std::uint8_t>& image, UnitHardware& har
 }
 
 std::vector<std::uint8_t> blankPromImage(int capacity) {
-    return std::vector<std::uint8_t>(static_cast<std::size_t>(capacity > 0 ? capacity : 0),
-                                     0xFF);
+    return std::vector<std::uint8_t>(static_cast<std::size_t>(capacity > 0 ? capacity : 0), 0xFF);
 }
 
 std::vector<std::uint8_t> loadPromFile(const std::string& path) {
@@ -234,8 +232,7 @@ std::vector<std::uint8_t> loadPromFile(const std::string& path) {
         std::string word;
         while (words >> word) {
             if (word.size() % 2 != 0)
-                throw std::runtime_error("PROM image " + path + ": odd hex group \"" + word +
-                                         "\"");
+                throw std::runtime_error("PROM image " + path + ": odd hex group \"" + word + "\"");
             for (std::size_t i = 0; i < word.size(); i += 2)
                 bytes.push_back(
                     static_cast<std::uint8_t>(std::stoul(word.substr(i, 2), nullptr, 16)));

@@ -36,8 +36,7 @@ std::uint8_t PromMemory::read(int address, double now) {
 }
 
 PromMemory::WriteResult PromMemory::write(int address, std::uint8_t value, double now,
-                                          double programmingDelay, int attemptsNeeded,
-                                          bool fail) {
+                                          double programmingDelay, int attemptsNeeded, bool fail) {
     if (address < 0 || address >= capacity())
         return WriteResult::OutOfRange;
     settle(now);

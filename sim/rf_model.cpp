@@ -10,7 +10,9 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-double fromDb(double db) { return std::pow(10.0, db / 20.0); }
+double fromDb(double db) {
+    return std::pow(10.0, db / 20.0);
+}
 
 Complex delay(double freqMHz, double delayNs) {
     return std::polar(1.0, -2.0 * kPi * freqMHz * 1e6 * delayNs * 1e-9);
@@ -56,8 +58,7 @@ Complex RfModel::wave(const RfState& state, int receiver) const {
     if (receiver == 1)
         return incident * receiveGain;
 
-    const double testPortGain =
-        receiveGain * fromDb(-(state.attenuatorDb + state.extraRxLossDb));
+    const double testPortGain = receiveGain * fromDb(-(state.attenuatorDb + state.extraRxLossDb));
     if (path.internalReference)
         return receiver == 0 ? incident * delay(f, kReferenceLineDelayNs) * testPortGain : 0.0;
     const int listeningPort = receiver == 0 ? path.rxPort : receiver;

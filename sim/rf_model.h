@@ -29,13 +29,13 @@ struct RfState {
     double rxFrequencyMHz = 0.0; // receiver LO; tuned right it is txFrequency + 10.7 MHz
     bool synthesiserLocked = true;
     SwitchPath path;
-    bool txAmplifier = true;  // register 0x80 bit 1
-    bool rxAmplifier = true;  // register 0x80 bit 2
-    bool txRfSwitch = true;   // register 0x80 bit 3
-    bool suppliesOff = false; // register 0x80 bit 7
-    int gainSteps = 0;        // register 0x81 bits 3..0, 3 dB each
-    bool pad12dB = false;     // register 0x81 bit 4
-    int attenuatorDb = 0;     // switch-board receive attenuator
+    bool txAmplifier = true;    // register 0x80 bit 1
+    bool rxAmplifier = true;    // register 0x80 bit 2
+    bool txRfSwitch = true;     // register 0x80 bit 3
+    bool suppliesOff = false;   // register 0x80 bit 7
+    int gainSteps = 0;          // register 0x81 bits 3..0, 3 dB each
+    bool pad12dB = false;       // register 0x81 bit 4
+    int attenuatorDb = 0;       // switch-board receive attenuator
     double extraTxLossDb = 0.0; // TDD board: its power amplifier switched off
     double extraRxLossDb = 0.0; // TDD board: its receive attenuator
 

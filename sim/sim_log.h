@@ -31,13 +31,13 @@ struct LogEntry {
     double programSeconds = -1.0; // unit clock of a packet or program event, else -1
     std::string unit;             // the unit's address
     LogKind kind = LogKind::Event;
-    std::string peer;             // "address:port" of the other side, if any
-    std::string text;             // command or reply text, or the event's description
+    std::string peer; // "address:port" of the other side, if any
+    std::string text; // command or reply text, or the event's description
     std::vector<std::uint8_t> data;
-    std::uint32_t address = 0;    // upload load address
-    std::size_t length = 0;       // datagram or upload length in bytes
+    std::uint32_t address = 0;              // upload load address
+    std::size_t length = 0;                 // datagram or upload length in bytes
     int tagA = -1, tagB = -1, counter = -1; // data packet header
-    std::string fault;            // fault applied to this datagram, if any
+    std::string fault;                      // fault applied to this datagram, if any
 
     bool isCommand(const std::string& command) const {
         return kind == LogKind::Command && text == command;

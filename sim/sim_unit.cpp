@@ -34,8 +34,7 @@ std::uint8_t lastOctet(const std::string& address) {
 
 } // namespace
 
-SimUnit::SimUnit(const UnitConfig& config, std::shared_ptr<LogSink> sink,
-                 Clock::time_point origin)
+SimUnit::SimUnit(const UnitConfig& config, std::shared_ptr<LogSink> sink, Clock::time_point origin)
     : config_(config), origin_(origin), log_(std::move(sink)) {
     const std::uint8_t octet = lastOctet(config_.address);
     const PromParameters profile = profileParameters(config_.profile, octet);
@@ -50,9 +49,9 @@ SimUnit::SimUnit(const UnitConfig& config, std::shared_ptr<LogSink> sink,
         if (hardwareFromImage(image, described, problem))
             hardware_ = described;
     }
-    const DutModel dut = config_.dut ? *config_.dut
-                                     : DutModel::standardBench(profile.Minimum_freq,
-                                                               profile.Maximum_freq);
+    const DutModel dut = config_.dut
+                             ? *config_.dut
+                             : DutModel::standardBench(profile.Minimum_freq, profile.Maximum_freq);
     CoreOptions options;
     options.unitOctet = octet;
     options.firmwareVersion = config_.firmwareVersion;
@@ -65,7 +64,9 @@ SimUnit::SimUnit(const UnitConfig& config, std::shared_ptr<LogSink> sink,
     network_ = std::make_unique<UnitNetwork>(*this);
 }
 
-SimUnit::~SimUnit() { stop(); }
+SimUnit::~SimUnit() {
+    stop();
+}
 
 double SimUnit::now() const {
     return std::chrono::duration<double>(Clock::now() - origin_).count();
@@ -253,12 +254,12 @@ RfState SimUnit::rfState() const {
     return core_->rfState();
 }
 
-IqSample SimUnit::expectedSample(double frequencyMHz, const SwitchPath& path,
-                                 int receiver) const {
+IqSample SimUnit::expectedSample(double frequencyMHz, const SwitchPath& path, int receiver) const {
     std::lock_guard<std::mutex> lock(mutex_);
     RfState state = core_->rfState();
     state.txFrequencyMHz = frequencyMHz;
-    state.rxFrequencyMHz = frequencyMHz + kIntermediateFrequencyMHz;
+    state.rxFrequencyMHz =
+        frequencyMHz + kIntermediateFrequencyMHz + core_->receiverOffsetMHz(frequencyMHz);
     state.synthesiserLocked = true;
     state.path = path;
     if (receiver >= hardware_.receivers)
@@ -266,8 +267,14 @@ IqSample SimUnit::expectedSample(double frequencyMHz, const SwitchPath& path,
     return core_->rf().sample(state, receiver);
 }
 
-IqSample SimUnit::expectedSample(double frequencyMHz, int txPort, int rxPort,
-                                 int receiver) const {
+IqSample SimUnit::expectedSample(const RfState& state, int receiver) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (receiver >= hardware_.receivers)
+        return IqSample{};
+    return core_->rf().sample(state, receiver);
+}
+
+IqSample SimUnit::expectedSample(double frequencyMHz, int txPort, int rxPort, int receiver) const {
     SwitchPath path;
     path.transmitting = txPort >= 0;
     path.txPort = txPort;

@@ -40,8 +40,8 @@ struct UnitConfig {
     std::vector<std::uint8_t> promImage;
     std::optional<DutModel> dut; // empty: DutModel::standardBench for the profile's plan
     bool realTime = true;
-    double noiseCounts = 0.0; // ADC noise, standard deviation in counts
-    std::uint64_t seed = 1;   // noise generator
+    double noiseCounts = 0.0;     // ADC noise, standard deviation in counts
+    std::uint64_t seed = 1;       // noise generator
     double triggerPeriodMs = 0.0; // > 0: an external trigger runs the program when idle
     int firmwareVersion = 0x2c;
     double promWriteDelayMs = 1.0; // programming time of one PROM byte
@@ -104,9 +104,13 @@ public:
     // The electrical state the unit's registers set now.
     RfState rfState() const;
     // What receiver 0..3 reports for a path and frequency with the unit's present gain,
-    // attenuation and amplifier settings, tuned exactly, without noise.
+    // attenuation, amplifier and frequency-offset settings, tuned exactly, without noise. (A
+    // frequency offset moves the receiver's IF off its crystal filter by 256 DDS steps per
+    // count, so the receivers then see next to nothing.)
     IqSample expectedSample(double frequencyMHz, int txPort, int rxPort, int receiver) const;
     IqSample expectedSample(double frequencyMHz, const SwitchPath& path, int receiver) const;
+    // What receiver 0..3 reports in any electrical state (see RfState), without noise.
+    IqSample expectedSample(const RfState& state, int receiver) const;
     // The path this unit's switch board connects for a value of register 0x82.
     SwitchPath switchPath(std::uint8_t reg82) const;
     // The transmit frequency the unit's registers tune to now, in MHz.

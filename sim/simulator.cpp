@@ -8,7 +8,9 @@ Simulator::Simulator(const std::string& logPath) : origin_(SimUnit::Clock::now()
         sink_ = std::make_shared<LogSink>(logPath);
 }
 
-Simulator::~Simulator() { stop(); }
+Simulator::~Simulator() {
+    stop();
+}
 
 SimUnit& Simulator::addUnit(const UnitConfig& config) {
     units_.push_back(std::make_unique<SimUnit>(config, sink_, origin_));

@@ -29,7 +29,9 @@ namespace {
 
 std::atomic<bool> interrupted{false};
 
-void onSignal(int) { interrupted = true; }
+void onSignal(int) {
+    interrupted = true;
+}
 
 const char* const kUsage = R"(usage: tarn-sim [options]
 Serves simulated TARN units until interrupted (SIGINT, SIGTERM, or "quit" on standard input).
@@ -241,8 +243,7 @@ bool control(Simulator& simulator, const std::string& line) {
         }
         return true;
     }
-    std::fprintf(stderr, "tarn-sim: unknown control \"%s\" (faults, status, quit)\n",
-                 verb.c_str());
+    std::fprintf(stderr, "tarn-sim: unknown control \"%s\" (faults, status, quit)\n", verb.c_str());
     return true;
 }
 

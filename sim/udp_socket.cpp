@@ -15,7 +15,9 @@ UdpSocket::~UdpSocket() {
         ::close(fd_);
 }
 
-UdpSocket::UdpSocket(UdpSocket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+UdpSocket::UdpSocket(UdpSocket&& other) noexcept : fd_(other.fd_) {
+    other.fd_ = -1;
+}
 
 UdpSocket& UdpSocket::operator=(UdpSocket&& other) noexcept {
     if (this != &other) {
@@ -80,8 +82,8 @@ UdpSocket UdpSocket::bind(const std::string& address, std::uint16_t port, bool s
 
 bool UdpSocket::sendTo(const sockaddr_in& to, const void* data, std::size_t length) const {
     for (int attempt = 0; attempt < 100; ++attempt) {
-        const ssize_t sent = ::sendto(fd_, data, length, 0,
-                                      reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        const ssize_t sent =
+            ::sendto(fd_, data, length, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
         if (sent >= 0)
             return true;
         if (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS)
@@ -95,9 +97,8 @@ bool UdpSocket::sendTo(const sockaddr_in& to, const void* data, std::size_t leng
 bool UdpSocket::receive(std::vector<std::uint8_t>& datagram, sockaddr_in& from) const {
     datagram.resize(65536);
     socklen_t fromLength = sizeof from;
-    const ssize_t received =
-        ::recvfrom(fd_, datagram.data(), datagram.size(), 0,
-                   reinterpret_cast<sockaddr*>(&from), &fromLength);
+    const ssize_t received = ::recvfrom(fd_, datagram.data(), datagram.size(), 0,
+                                        reinterpret_cast<sockaddr*>(&from), &fromLength);
     if (received < 0) {
         datagram.clear();
         return false;

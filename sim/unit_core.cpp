@@ -40,9 +40,9 @@ std::string printable(const std::string& text) {
 
 UnitCore::UnitCore(const UnitHardware& hardware, const std::vector<std::uint8_t>& promImage,
                    RfModel rf, const CoreOptions& options)
-    : hardware_(hardware), options_(options), rf_(std::move(rf)),
-      memory_(kProgramMemory, 0xFF), prom_(promImage, hardware.promCapacity),
-      serial_(options.unitOctet), timer_(hardware.masterClockMHz), noise_(options.noiseSeed) {}
+    : hardware_(hardware), options_(options), rf_(std::move(rf)), memory_(kProgramMemory, 0xFF),
+      prom_(promImage, hardware.promCapacity), serial_(options.unitOctet),
+      timer_(hardware.masterClockMHz), noise_(options.noiseSeed) {}
 
 UnitCore::~UnitCore() = default;
 
@@ -62,8 +62,7 @@ std::vector<CoreEvent> UnitCore::takeEvents() {
     return taken;
 }
 
-std::string UnitCore::refuse(const std::string& datagram, const std::string& problem,
-                             double now) {
+std::string UnitCore::refuse(const std::string& datagram, const std::string& problem, double now) {
     (void)now;
     note("refused \"" + printable(datagram) + "\": " + problem, true);
     return std::string("?") + kPrompt;
@@ -92,8 +91,8 @@ std::optional<std::string> UnitCore::handle(const Command& command, double now) 
                           pc_);
             note(text, false, programTime_);
         } else {
-            begin(pc_, now, command.kind == CommandKind::Begin ? "run from the program counter"
-                                                                : "run");
+            begin(pc_, now,
+                  command.kind == CommandKind::Begin ? "run from the program counter" : "run");
         }
         return std::nullopt;
     case CommandKind::SetCounter:

@@ -56,10 +56,10 @@ struct CoreEvent {
 };
 
 struct CoreOptions {
-    std::uint8_t unitOctet = 10;       // last byte of the unit's address; tag A of its packets
-    int firmwareVersion = 0x2c;        // answered to "V\n"
+    std::uint8_t unitOctet = 10; // last byte of the unit's address; tag A of its packets
+    int firmwareVersion = 0x2c;  // answered to "V\n"
     double promWriteDelaySeconds = 0.001;
-    double noiseCounts = 0.0;          // standard deviation of the ADC noise, 0 for none
+    double noiseCounts = 0.0; // standard deviation of the ADC noise, 0 for none
     std::uint64_t noiseSeed = 1;
 };
 
@@ -71,8 +71,8 @@ public:
     // Instructions in a row that take no time before the program counts as run away.
     static constexpr std::uint64_t kRunawayLimit = 1000000;
 
-    UnitCore(const UnitHardware& hardware, const std::vector<std::uint8_t>& promImage,
-             RfModel rf, const CoreOptions& options);
+    UnitCore(const UnitHardware& hardware, const std::vector<std::uint8_t>& promImage, RfModel rf,
+             const CoreOptions& options);
     ~UnitCore();
 
     // Faults consulted by PROM writes (may be null).
@@ -107,6 +107,9 @@ public:
     void setDut(DutModel dut) { rf_.setDut(std::move(dut)); }
     // Electrical state the registers set now.
     RfState rfState() const;
+    // How far the frequency-offset registers (0x36, 0x37 bit 0) move the receiver at a
+    // transmit frequency, in MHz (0 when the offset is off).
+    double receiverOffsetMHz(double txFrequencyMHz) const;
     double pointSeconds() const;
     int attenuatorDb() const { return attenuatorDb_; }
     PromMemory& prom() { return prom_; }
@@ -143,8 +146,8 @@ private:
     bool running_ = false;
     // A begin received while a program runs starts when that program reaches its end.
     std::optional<std::uint16_t> pendingBegin_;
-    std::uint16_t pc_ = 0;      // program counter register ("W%04x", "B%04x")
-    std::uint32_t execPc_ = 0;  // where the running program executes
+    std::uint16_t pc_ = 0;     // program counter register ("W%04x", "B%04x")
+    std::uint32_t execPc_ = 0; // where the running program executes
     std::vector<std::uint32_t> callStack_;
     double programTime_ = 0.0;
     std::uint64_t sinceTimeAdvanced_ = 0;

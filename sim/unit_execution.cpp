@@ -98,8 +98,8 @@ RfState UnitCore::rfState() const {
         const double vco = std::ldexp(output, band);
         return vco >= hardware_.vcoMinimumMHz * 0.97 && vco <= hardware_.vcoMaximumMHz * 1.03;
     };
-    state.synthesiserLocked = pllDivideRatio_ > 0 && inRange(state.txFrequencyMHz) &&
-                              inRange(state.rxFrequencyMHz);
+    state.synthesiserLocked =
+        pllDivideRatio_ > 0 && inRange(state.txFrequencyMHz) && inRange(state.rxFrequencyMHz);
     state.path = decodeSwitchRegister(hardware_.board, written_[0x82], registers_[0x82]);
     state.txAmplifier = control & 0x02;
     state.rxAmplifier = control & 0x04;
@@ -119,14 +119,24 @@ RfState UnitCore::rfState() const {
     return state;
 }
 
+double UnitCore::receiverOffsetMHz(double txFrequencyMHz) const {
+    if (!(registers_[0x37] & 0x01) || pllDivideRatio_ <= 0)
+        return 0.0;
+    // The band that puts the frequency into the VCO's range divides the offset too.
+    int band = 0;
+    while (band < 3 && std::ldexp(txFrequencyMHz, band) < hardware_.vcoMinimumMHz * 0.999)
+        ++band;
+    return synthesiserOutputMHz(registers_[0x36] * 256u, band, pllDivideRatio_,
+                                hardware_.ddsReferenceMHz);
+}
+
 void UnitCore::appendToPacket(const std::vector<std::uint8_t>& bytes) {
     const std::size_t room = kPacketBuffer - packet_.size();
     if (bytes.size() > room) {
         if (!overflowReported_) {
             char text[80];
-            std::snprintf(text, sizeof text,
-                          "packet buffer full (%zu bytes) at 0x%04x: data lost", kPacketBuffer,
-                          execPc_);
+            std::snprintf(text, sizeof text, "packet buffer full (%zu bytes) at 0x%04x: data lost",
+                          kPacketBuffer, execPc_);
             note(text, true, programTime_);
             overflowReported_ = true;
         }
@@ -140,8 +150,7 @@ void UnitCore::acquire() {
     if (!pendingBlocks_.empty()) {
         const int block = pendingBlocks_.front();
         pendingBlocks_.erase(pendingBlocks_.begin());
-        appendToPacket(block == 0x01 ? encoders_.block(programTime_)
-                                     : timer_.block(programTime_));
+        appendToPacket(block == 0x01 ? encoders_.block(programTime_) : timer_.block(programTime_));
         return;
     }
     const RfState state = rfState();

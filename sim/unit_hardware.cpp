@@ -10,9 +10,8 @@ namespace Sim {
 namespace {
 
 // The point clock's divider chain, in master-clock cycles per point, fastest rate first.
-constexpr std::uint32_t kCyclesPerPoint[] = {361,    721,    1081,   2131,   4572,
-                                             9176,   16385,  29774,  59579,  107453,
-                                             209713, 419425, 838849, 1677441};
+constexpr std::uint32_t kCyclesPerPoint[] = {361,   721,   1081,   2131,   4572,   9176,   16385,
+                                             29774, 59579, 107453, 209713, 419425, 838849, 1677441};
 
 // Port number from its bit-reversed code of `bits` bits.
 int reversedPort(unsigned code, int bits) {
@@ -47,8 +46,7 @@ int pllDivideRatio(std::uint8_t reg9d, std::uint8_t regB4) {
 
 double synthesiserOutputMHz(std::uint32_t ddsWord, int band, int divideRatio,
                             double ddsReferenceMHz) {
-    const double ddsOutput = static_cast<double>(ddsWord & 0xFFFFFF) * ddsReferenceMHz /
-                             16777216.0;
+    const double ddsOutput = static_cast<double>(ddsWord & 0xFFFFFF) * ddsReferenceMHz / 16777216.0;
     return std::ldexp(ddsOutput * divideRatio, -band);
 }
 

@@ -66,8 +66,8 @@ void UnitNetwork::receiveAll(double now) {
     }
 }
 
-void UnitNetwork::handleDatagram(const std::vector<std::uint8_t>& datagram,
-                                 const sockaddr_in& from, bool viaBroadcast, double now) {
+void UnitNetwork::handleDatagram(const std::vector<std::uint8_t>& datagram, const sockaddr_in& from,
+                                 bool viaBroadcast, double now) {
     const std::string text(datagram.begin(), datagram.end());
     if (unit_.faults_.settings().silent)
         return;

@@ -115,8 +115,7 @@ SweepPlan buildSweep(const PromParameters& prom, const std::vector<double>& requ
     EXPECT_TRUE(plan.program.findLabel("startup", plan.startup.address));
     EXPECT_TRUE(plan.program.findLabel("main", plan.main.address));
     plan.startup.packetTimeoutMs = 1000;
-    plan.main.packetCount =
-        static_cast<int>(paths.size() * plan.main.packetLengths.size());
+    plan.main.packetCount = static_cast<int>(paths.size() * plan.main.packetLengths.size());
     plan.main.packetTimeoutMs = 1000;
     return plan;
 }
@@ -126,8 +125,8 @@ protected:
     void SetUp() override { TARN_REQUIRE_LAB_HOST_SIDE(); }
 
     // Starts one unit of `profile`, runs a sweep over `paths` and checks every sample.
-    void sweepAndCheck(const std::string& profile, const std::string& address,
-                       std::uint16_t port, const std::vector<PathRequest>& requests,
+    void sweepAndCheck(const std::string& profile, const std::string& address, std::uint16_t port,
+                       const std::vector<PathRequest>& requests,
                        const std::vector<double>& frequencies, std::uint8_t receiverMask) {
         Sim::SimUnit& unit = units.add(profile, address, port);
         ASSERT_EQ(units.start(), "");
@@ -162,8 +161,8 @@ protected:
                 payload.insert(payload.end(), packet.payload.begin(), packet.payload.end());
             }
             ASSERT_EQ(payload.size(), frequencies.size() * 4 * plan.receivers);
-            Sim::SwitchPath path = unit.switchPath(static_cast<std::uint8_t>(
-                plan.registerValues[p] < 0 ? 0 : plan.registerValues[p]));
+            Sim::SwitchPath path = unit.switchPath(
+                static_cast<std::uint8_t>(plan.registerValues[p] < 0 ? 0 : plan.registerValues[p]));
             if (requests[p].tx >= 0 && !path.internalReference &&
                 requests[p].tx != requests[p].rx) {
                 // The board connects what was asked for.

@@ -131,15 +131,13 @@ TEST_F(SimUnitProtocol, LowPowerAndIdentificationAnswerAsAUnitDoes) {
 }
 
 // Counters of the data packets that arrive within `quietMs` of each other.
-std::vector<int> collectCounters(SocketManager& endpoint, const std::string& address,
-                                 int quietMs) {
+std::vector<int> collectCounters(SocketManager& endpoint, const std::string& address, int quietMs) {
     std::vector<int> counters;
     std::vector<char> datagram;
     while (endpoint.receive_from(datagram, address, quietMs, 1) == 0)
-        counters.push_back(datagram.size() >= 4
-                               ? (static_cast<std::uint8_t>(datagram[2]) << 8) |
-                                     static_cast<std::uint8_t>(datagram[3])
-                               : -1);
+        counters.push_back(datagram.size() >= 4 ? (static_cast<std::uint8_t>(datagram[2]) << 8) |
+                                                      static_cast<std::uint8_t>(datagram[3])
+                                                : -1);
     return counters;
 }
 

@@ -28,7 +28,9 @@ Orvek::Sim::UnitConfig simUnitConfig(const std::string& profile, const std::stri
 SimulatedUnits::SimulatedUnits()
     : simulator_(std::make_unique<Orvek::Sim::Simulator>(logPathFromEnvironment())) {}
 
-SimulatedUnits::~SimulatedUnits() { stop(); }
+SimulatedUnits::~SimulatedUnits() {
+    stop();
+}
 
 Orvek::Sim::SimUnit& SimulatedUnits::add(const Orvek::Sim::UnitConfig& config) {
     return simulator_->addUnit(config);
@@ -56,7 +58,9 @@ std::string SimulatedUnits::start() {
     return failure;
 }
 
-void SimulatedUnits::stop() { simulator_->stop(); }
+void SimulatedUnits::stop() {
+    simulator_->stop();
+}
 
 Orvek::Sim::SimUnit& SimulatedUnits::unit(const std::string& address) {
     Orvek::Sim::SimUnit* found = simulator_->find(address);

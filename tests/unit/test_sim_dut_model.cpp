@@ -12,7 +12,9 @@ namespace Orvek {
 namespace Sim {
 namespace {
 
-double db(Complex s) { return 20.0 * std::log10(std::abs(s)); }
+double db(Complex s) {
+    return 20.0 * std::log10(std::abs(s));
+}
 
 TEST(SimDutModel, BandPassFilterPassesItsBandRejectsOutsideAndConservesPower) {
     BandPassFilterSpec spec;
@@ -102,13 +104,11 @@ TEST(SimRfModel, GainAttenuationAndSwitchedOffStagesScaleTheWaves) {
     state.pad12dB = true;
     state.attenuatorDb = 6;
     EXPECT_NEAR(std::abs(model.wave(state, 1)), RfModel::kSourceCounts, 1e-9);
-    EXPECT_NEAR(std::abs(model.wave(state, 0)), RfModel::kSourceCounts * std::pow(10, -0.3),
-                1e-9);
+    EXPECT_NEAR(std::abs(model.wave(state, 0)), RfModel::kSourceCounts * std::pow(10, -0.3), 1e-9);
 
     state = base;
     state.txAmplifier = false;
-    EXPECT_NEAR(std::abs(model.wave(state, 1)), RfModel::kSourceCounts * std::pow(10, -2.5),
-                1e-9);
+    EXPECT_NEAR(std::abs(model.wave(state, 1)), RfModel::kSourceCounts * std::pow(10, -2.5), 1e-9);
     state = base;
     state.path.transmitting = false;
     EXPECT_EQ(model.sample(state, 0), IqSample{});

@@ -44,10 +44,10 @@ TEST(SimFaults, RandomFaultsRepeatWithTheirSeedAndDifferWithAnother) {
 }
 
 TEST(SimFaults, PacketsChosenByNumber) {
-    const auto out = fates(
-        FaultSettings::parse("drop-packets=2,duplicate-packets=3/5,truncate-packets=4,"
-                             "truncate-bytes=30,reorder-packets=6"),
-        7);
+    const auto out =
+        fates(FaultSettings::parse("drop-packets=2,duplicate-packets=3/5,truncate-packets=4,"
+                                   "truncate-bytes=30,reorder-packets=6"),
+              7);
     EXPECT_EQ(out, (std::vector<std::string>{"", "dropped", "duplicated", "truncated to 70",
                                              "duplicated", "reordered", ""}));
     FaultInjector cut;

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -360,18 +362,39 @@ TEST(SimUnitCore, MalformedProgramsStopWithAReasonAndTheUnitStaysUsable) {
         const char* reason;
     };
     const std::vector<Case> cases = {
-        {"jump outside", "8500" "90709100FF", "jump to 0x7000 outside"},
-        {"call outside", "8500" "90209300", "call to 0x2000 outside"},
-        {"empty return", "8500" "95FF", "return with an empty call stack"},
-        {"runaway", "8500" "90009102FF", "runaway program"},
-        {"no end", "8500" "FD", "without an end"},
-        {"bad hop rate", "85ee" "FD", "hop rate register"},
-        {"recursion", "8500" "90009302", "overflows the 32-deep call stack"},
+        {"jump outside",
+         "8500"
+         "90709100FF",
+         "jump to 0x7000 outside"},
+        {"call outside",
+         "8500"
+         "90209300",
+         "call to 0x2000 outside"},
+        {"empty return",
+         "8500"
+         "95FF",
+         "return with an empty call stack"},
+        {"runaway",
+         "8500"
+         "90009102FF",
+         "runaway program"},
+        {"no end",
+         "8500"
+         "FD",
+         "without an end"},
+        {"bad hop rate",
+         "85ee"
+         "FD",
+         "hop rate register"},
+        {"recursion",
+         "8500"
+         "90009302",
+         "overflows the 32-deep call stack"},
     };
     for (const Case& c : cases) {
         Harness h;
-        ASSERT_EQ(h.send("W0000" + c.hex + "\n"), std::optional<std::string>(
-                                                       c.hex.substr(c.hex.size() - 2)));
+        ASSERT_EQ(h.send("W0000" + c.hex + "\n"),
+                  std::optional<std::string>(c.hex.substr(c.hex.size() - 2)));
         h.send("B0000\n");
         h.runToEnd();
         const std::vector<std::string> errors = h.errors();
@@ -399,6 +422,60 @@ TEST(SimUnitCore, AFreeRunningProgramStreamsUntilHalted) {
     EXPECT_FALSE(h.core.running());
     h.core.run(1e9, 5000);
     EXPECT_TRUE(h.core.takePackets().empty());
+}
+
+TEST(SimUnitCore, AFrequencyOffsetMovesTheReceiverOffItsIf) {
+    Harness h;
+    ProgramSource p;
+    tune(p, 0x03, 0x30);
+    p.add<Register>(0x36, 0x01, "one count: 256 DDS steps");
+    p.add<Register>(0x37, 0x01, "offset on");
+    point(p, 2000.0);
+    p.add<TriggerPacketTx>(true);
+    p.add<FF>("");
+    h.upload(p);
+    h.send("B0000\n");
+    const std::vector<DataPacket> packets = h.runToEnd();
+    ASSERT_EQ(packets.size(), 1u);
+    // 256 steps of 0.745 kHz: 190 kHz off a 15 kHz wide crystal filter.
+    const double step = kRef * kDivide / 16777216.0;
+    EXPECT_NEAR(h.core.receiverOffsetMHz(2000.0), 256 * step, 1e-12);
+    EXPECT_NEAR(h.core.receiverOffsetMHz(250.0), 256 * step / 8, 1e-12);
+    const RfState state = h.core.rfState();
+    EXPECT_NEAR(state.rxFrequencyMHz - state.txFrequencyMHz, 10.7002 + 256 * step, step);
+    EXPECT_EQ(packets[0].datagram,
+              (std::vector<std::uint8_t>{10, 1, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST(SimUnitCore, RandomProgramsNeverHarmTheUnit) {
+    std::mt19937 random(7);
+    int timed = 0;
+    for (int trial = 0; trial < 300; ++trial) {
+        Harness h;
+        Command upload;
+        upload.kind = CommandKind::Upload;
+        upload.address = static_cast<std::uint16_t>(random() % 64);
+        upload.data.resize(1 + random() % 400);
+        for (auto& byte : upload.data) {
+            // Mostly the unit's own vocabulary, so that programs get somewhere.
+            static const std::uint8_t common[] = {0x85, 0x00, 0xFD, 0xFE, 0xFF, 0x89, 0x90,
+                                                  0x91, 0x93, 0x95, 0x87, 0x8E, 0xFC, 0xA0};
+            byte = random() % 3 ? common[random() % sizeof common]
+                                : static_cast<std::uint8_t>(random());
+        }
+        ASSERT_TRUE(h.core.handle(upload, h.now).has_value());
+        char begin[16];
+        std::snprintf(begin, sizeof begin, "B%04x\n",
+                      static_cast<unsigned>(random() % (upload.address + upload.data.size())));
+        h.send(begin);
+        h.core.run(h.now + 0.5, 3000000);
+        timed += h.core.programTime() > h.now;
+        h.core.takePackets();
+        h.core.takeEvents();
+        EXPECT_EQ(h.send("Q\n"), std::optional<std::string>("\r\n>")) << trial;
+        EXPECT_FALSE(h.core.running());
+    }
+    EXPECT_GT(timed, 30) << "enough programs got as far as a timed instruction";
 }
 
 TEST(SimUnitCore, TheAttenuatorLatchesOnTheIoUpdateAndOnlyHitsTheTestPorts) {
@@ -429,8 +506,8 @@ TEST(SimUnitCore, TheAttenuatorLatchesOnTheIoUpdateAndOnlyHitsTheTestPorts) {
     const std::complex<double> r1(sampleAt(d, 8), sampleAt(d, 10));
     EXPECT_NEAR(std::abs(r1) / std::abs(plain), std::pow(10.0, 6.0 / 20), 0.01);
     const std::complex<double> r0(sampleAt(d, 4), sampleAt(d, 6));
-    EXPECT_NEAR(std::abs(r0 / r1), std::abs(model.wave(state, 0) / plain) *
-                                       std::pow(10.0, -5.0 / 20), 0.01);
+    EXPECT_NEAR(std::abs(r0 / r1),
+                std::abs(model.wave(state, 0) / plain) * std::pow(10.0, -5.0 / 20), 0.01);
 }
 
 } // namespace

@@ -32,9 +32,9 @@ TEST(SimUnitHardware, PortBoardsConnectThePathsTheLibraryAsksFor) {
         SwitchBoard_Type type;
         int ports;
     };
-    for (Board board : {Board{SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 4},
-                        Board{SWITCHBOARD_TDD_4_PORT_SWITCH, 4},
-                        Board{SWITCHBOARD_SIMPLE_8_PORT_SWITCH, 8}}) {
+    for (Board board :
+         {Board{SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 4}, Board{SWITCHBOARD_TDD_4_PORT_SWITCH, 4},
+          Board{SWITCHBOARD_SIMPLE_8_PORT_SWITCH, 8}}) {
         for (int t = 0; t < board.ports; ++t) {
             for (int r = 0; r < board.ports; ++r) {
                 const SwitchPath path = decodeLibraryPath(board.type, kTx[t], kRx[r]);
@@ -80,8 +80,8 @@ TEST(SimUnitHardware, SParameterBoardAndNoBoardPaths) {
         EXPECT_EQ(path.txPort, c.tx);
         EXPECT_EQ(path.rxPort, c.rx);
     }
-    EXPECT_TRUE(decodeLibraryPath(SWITCHBOARD_S_PARAMETER_SWITCH, kTx[2], kRx[2])
-                    .internalReference);
+    EXPECT_TRUE(
+        decodeLibraryPath(SWITCHBOARD_S_PARAMETER_SWITCH, kTx[2], kRx[2]).internalReference);
     EXPECT_FALSE(decodeSwitchRegister(SWITCHBOARD_S_PARAMETER_SWITCH, true, 0x55).transmitting);
 
     const SwitchPath fixed = decodeLibraryPath(SWITCHBOARD_NO_SWITCH_BOARD, kTx[0], kRx[1]);
@@ -132,21 +132,19 @@ TEST(SimUnitHardware, PllDividerAndPointClockAgreeWithTheLibrary) {
             prom.Int_PLL_Div = n;
             int reg1 = 0, reg2 = 0;
             buildPLLRegs(prom, reg1, reg2);
-            EXPECT_EQ(pllDivideRatio(static_cast<std::uint8_t>(reg1),
-                                     static_cast<std::uint8_t>(reg2)),
-                      n)
+            EXPECT_EQ(
+                pllDivideRatio(static_cast<std::uint8_t>(reg1), static_cast<std::uint8_t>(reg2)), n)
                 << "setting " << setting;
         }
     }
     for (int hop = HOP_90K; hop <= HOP_20; ++hop)
-        EXPECT_NEAR(hopRateCycles(hop) / 32e6, sPerPoint(static_cast<Hop_Rate>(hop), 32.0),
-                    1e-15);
+        EXPECT_NEAR(hopRateCycles(hop) / 32e6, sPerPoint(static_cast<Hop_Rate>(hop), 32.0), 1e-15);
     EXPECT_EQ(hopRateCycles(14), 0u);
     EXPECT_EQ(hopRateCycles(-1), 0u);
 }
 
 TEST(SimUnitHardware, AttenuatorLinesAreActiveLow) {
-    EXPECT_EQ(attenuatorFromRegister(0x67), 0);  // all lines high: 0 dB
+    EXPECT_EQ(attenuatorFromRegister(0x67), 0); // all lines high: 0 dB
     EXPECT_EQ(attenuatorFromRegister(0x62), 5);
     EXPECT_EQ(attenuatorFromRegister(0x00), 31);
     EXPECT_EQ(attenuatorFromRegister(0x10), 31); // bit 4 is the latch flag, not a line
