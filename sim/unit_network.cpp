@@ -281,8 +281,8 @@ void UnitNetwork::transmit(const Outgoing& outgoing, double now, const std::stri
         entry.fault += (entry.fault.empty() ? "" : ",") + std::string("answered from ") +
                        unit_.faults_.settings().answerFrom;
     if (!sent)
-        entry.fault += (entry.fault.empty() ? "" : ",") +
-                       std::string(silent ? "silent" : "send failed");
+        entry.fault +=
+            (entry.fault.empty() ? "" : ",") + std::string(silent ? "silent" : "send failed");
     if (outgoing.isPacket) {
         entry.kind = LogKind::Packet;
         entry.programSeconds = outgoing.packet.programSeconds;
