@@ -270,8 +270,9 @@ const UdpSocket& UnitNetwork::sendingSocket(double now) {
 }
 
 void UnitNetwork::transmit(const Outgoing& outgoing, double now, const std::string& fault) {
-    const UdpSocket& socket = sendingSocket(now);
-    const bool sent = socket.sendTo(outgoing.to, outgoing.bytes.data(), outgoing.bytes.size());
+    const bool silent = unit_.faults_.settings().silent;
+    const bool sent = !silent && sendingSocket(now).sendTo(outgoing.to, outgoing.bytes.data(),
+                                                           outgoing.bytes.size());
     LogEntry entry;
     entry.peer = endpointText(outgoing.to);
     entry.length = outgoing.bytes.size();
@@ -280,7 +281,8 @@ void UnitNetwork::transmit(const Outgoing& outgoing, double now, const std::stri
         entry.fault += (entry.fault.empty() ? "" : ",") + std::string("answered from ") +
                        unit_.faults_.settings().answerFrom;
     if (!sent)
-        entry.fault += (entry.fault.empty() ? "" : ",") + std::string("send failed");
+        entry.fault +=
+            (entry.fault.empty() ? "" : ",") + std::string(silent ? "silent" : "send failed");
     if (outgoing.isPacket) {
         entry.kind = LogKind::Packet;
         entry.programSeconds = outgoing.packet.programSeconds;
@@ -289,11 +291,11 @@ void UnitNetwork::transmit(const Outgoing& outgoing, double now, const std::stri
         entry.counter = outgoing.packet.counter;
         if (unit_.config_.logPayloads && outgoing.bytes.size() > 4)
             entry.data.assign(outgoing.bytes.begin() + 4, outgoing.bytes.end());
-        ++unit_.counters_.packetsSent;
+        unit_.counters_.packetsSent += sent;
     } else {
         entry.kind = LogKind::Reply;
         entry.text.assign(outgoing.bytes.begin(), outgoing.bytes.end());
-        ++unit_.counters_.replies;
+        unit_.counters_.replies += sent;
     }
     unit_.addLog(entry);
 }
