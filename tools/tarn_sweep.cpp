@@ -8,6 +8,7 @@
 // is measured as the ratio receiver 0 / receiver 1: receiver 0 sees the wave leaving the DUT at
 // the receive port, receiver 1 the wave incident at the transmit port.
 #include <chrono>
+#include <cmath>
 #include <complex>
 #include <cstdio>
 #include <cstdlib>
@@ -187,6 +188,14 @@ int main(int argc, char** argv) {
         return 1;
     std::printf("tarn-sweep: %d points from %.3f to %.3f MHz, %zu paths, sweep %.1f ms\n", n,
                 freqs.front(), freqs.back(), s.size(), sweepSeconds * 1e3);
+    // Where the DUT passes most: the transmission peak, what a filter user looks at first.
+    size_t peak = 0;
+    for (size_t i = 1; i < freqs.size(); ++i)
+        if (std::abs(s[1][i]) > std::abs(s[1][peak]))
+            peak = i;
+    if (!freqs.empty())
+        std::printf("tarn-sweep: S21 peaks at %.2f dB at %.3f MHz\n",
+                    20.0 * std::log10(std::abs(s[1][peak]) + 1e-300), freqs[peak]);
     std::printf("tarn-sweep: wrote %s\n", options.output.c_str());
     return 0;
 }
