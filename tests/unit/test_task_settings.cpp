@@ -1,6 +1,7 @@
 // TarnTask settings: defaults, the state machine's guards and the hardware-dependent checks.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -302,6 +303,8 @@ TEST(TaskConnection, AddressAndPortReturnTheTaskToUninitialised) {
     EXPECT_EQ(task->setIPPort(1023), ERR_BAD_IP_PORT);
     EXPECT_EQ(task->setIPPort(1280), ERR_BAD_IP_PORT);
     EXPECT_EQ(task->setIPPort(-5), ERR_BAD_IP_PORT);
+    EXPECT_EQ(task->setIPPort(INT_MIN), ERR_BAD_IP_PORT);
+    EXPECT_EQ(task->setIPPort(1024 + 65536), ERR_BAD_IP_PORT);
     EXPECT_EQ(task->getIPPort(), 0);
     setTaskState(*task, TASK_STOPPED);
     EXPECT_EQ(task->setIPPort(1279), ERR_OK);
