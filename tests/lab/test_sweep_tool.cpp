@@ -76,8 +76,9 @@ TEST(SweepTool, WritesTheSimulatedFilterAsTouchstone) {
     double worst = 0.0;
     for (size_t i = 0; i < rows.size(); ++i) {
         const double mhz = rows[i].hz / 1e6;
-        if (i > 0)
+        if (i > 0) {
             EXPECT_GT(rows[i].hz, rows[i - 1].hz);
+        }
         for (int k = 0; k < 4; ++k) {
             // Exactly the ratio of the two receivers the unit reported...
             const auto wave = unit.expectedSample(mhz, inPort[k], outPort[k], 0);
