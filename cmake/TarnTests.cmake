@@ -66,9 +66,12 @@ foreach(source ${TARN_C_TESTS})
     get_filename_component(name ${source} NAME_WE)
     add_executable(${name} ${source})
     set_target_properties(${name} PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
-    target_link_libraries(${name} PRIVATE tarndll)
+    target_link_libraries(${name} PRIVATE tarndll m)
     if(name MATCHES "_lab_")
-        add_test(NAME lab.${name} COMMAND ${TARN_NETLAB} exec-host $<TARGET_FILE:${name}>)
+        # Runs against a simulated unit without a switch board at 192.168.1.11.
+        add_test(NAME lab.${name}
+                 COMMAND ${PROJECT_SOURCE_DIR}/tests/c/with_sim.sh $<TARGET_FILE:tarn-sim> none
+                         192.168.1.11 1278 $<TARGET_FILE:${name}>)
         set_tests_properties(lab.${name} PROPERTIES FIXTURES_REQUIRED netlab LABELS lab
             SKIP_RETURN_CODE 77 ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
     else()
