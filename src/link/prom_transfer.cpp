@@ -72,6 +72,14 @@ int readOneByte(const std::shared_ptr<SocketManager>& endpoint, const std::strin
             return result;
         }
         endpoint->receive_from(reply, endpoint->get_current_dst_ip(), haltTimeoutMs, bytePollMs);
+        // A loaded host can time out just before the byte arrives: drop that late answer (and
+        // a late prompt) so the second read is matched with its own reply, not a stale one.
+        std::string stale;
+        for (int dropped = 0; dropped < 1024; ++dropped) {
+            if (endpoint->receive_from(stale, endpoint->get_current_dst_ip(), 0, bytePollMs) != ERR_OK) {
+                break;
+            }
+        }
         result = endpoint->send_to(address, command);
         if (result != ERR_OK) {
             return result;
