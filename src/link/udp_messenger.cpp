@@ -340,6 +340,9 @@ int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& receive
     // The first checks spin, to catch a fast reply without any scheduling delay.
     // Yielding between checks costs nothing on an idle host and lets whatever else is runnable
     // (on a small host, possibly the very process that is to answer) use the processor.
+    // On a loaded host every yield can cost a whole time slice, so the spin also ends after
+    // about a millisecond; the poll steps below then take over.
+    const Clock::time_point spinEnd = Clock::now() + std::chrono::milliseconds(1);
     for (int polls = 0; polls <= spinPolls; ++polls) {
         const int checked = check();
         if (checked != 0) {
@@ -347,6 +350,9 @@ int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& receive
         }
         if (!keepGoing()) {
             return ERR_NO_RESPONSE;
+        }
+        if (Clock::now() >= spinEnd) {
+            break;
         }
         sched_yield();
     }
