@@ -1,5 +1,6 @@
 #include "sim/dut_model.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
@@ -318,6 +319,8 @@ DutModel DutModel::parse(const std::string& text) {
 DutModel DutModel::standardBench(double minimumMHz, double maximumMHz) {
     DutModel model;
     BandPassFilterDesign filter;
+    maximumMHz = std::max(maximumMHz, 2.0);
+    minimumMHz = std::clamp(minimumMHz, 1.0, maximumMHz / 2);
     filter.centreMHz = std::sqrt(minimumMHz * maximumMHz);
     filter.bandwidthMHz = filter.centreMHz * 0.2;
     model.connectFilter(0, 1, filter);

@@ -190,26 +190,36 @@ UnitHardware hardwareFromParameters(const PromParameters& p) {
     return hardware;
 }
 
-bool hardwareFromImage(const std::vector<std::uint8_t>& image, UnitHardware& hardware,
-                       std::string& problem) {
+bool parametersFromImage(const std::vector<std::uint8_t>& image, PromParameters& parameters,
+                         std::string& problem) {
     try {
-        PromParameters parameters;
-        parameters.interpretFullBytestream(std::vector<int>(image.begin(), image.end()));
-        const auto [valid, problems] = TARN::validatePromVerbose(parameters, false);
+        PromParameters decoded;
+        decoded.interpretFullBytestream(std::vector<int>(image.begin(), image.end()));
+        const auto [valid, problems] = TARN::validatePromVerbose(decoded, false);
         if (!valid) {
             problem = problems;
             return false;
         }
-        if (parameters.promCapacity() <= 0 || parameters.promCapacity() > 0x10000) {
+        if (decoded.promCapacity() <= 0 || decoded.promCapacity() > 0x10000) {
             problem = "PROM geometry outside 1..65536 bytes";
             return false;
         }
-        hardware = hardwareFromParameters(parameters);
+        decoded.getSwitchboardType(); // throws for a board the unit cannot have
+        parameters = decoded;
         return true;
     } catch (const std::exception& error) {
         problem = error.what();
         return false;
     }
+}
+
+bool hardwareFromImage(const std::vector<std::uint8_t>& image, UnitHardware& hardware,
+                       std::string& problem) {
+    PromParameters parameters;
+    if (!parametersFromImage(image, parameters, problem))
+        return false;
+    hardware = hardwareFromParameters(parameters);
+    return true;
 }
 
 std::vector<std::uint8_t> blankPromImage(int capacity) {

@@ -181,6 +181,34 @@ TEST_F(SimUnitProtocol, PacketFaultsRepeatWithTheirSeed) {
     EXPECT_EQ(clean, expected);
 }
 
+TEST_F(SimUnitProtocol, AUnitStreamingAtFullRateStillHearsAHalt) {
+    const std::string address = "192.168.1.10";
+    Sim::SimUnit& unit = startUnit("none", address, 1150);
+    // One small packet per point at the fastest rate: about 90000 datagrams a second.
+    ProgramSource flood;
+    flood.add<Register>(0x85, HOP_90K, "");
+    flood.add<Jump>("loop");
+    flood.add<Label>("loop");
+    flood.add<FE>("");
+    flood.add<TriggerPacketTx>(true);
+    flood.add<Jump>("loop");
+    ASSERT_EQ(TARN::uploadProgram(endpoint, address, flood.compile(PromParameters())), 0);
+    endpoint->send_to(address, std::string("B0000\n"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ASSERT_TRUE(unit.status().running);
+
+    // The host's halt exchange: a halt, the backlog drained, a second halt for the prompt.
+    bool halted = false;
+    for (int attempt = 0; attempt < 5 && !halted; ++attempt) {
+        exchange(address, "Q\n", 100);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        endpoint->flush_buffers();
+        halted = exchange(address, "Q\n", 100) == "\r\n>";
+    }
+    EXPECT_TRUE(halted);
+    EXPECT_FALSE(unit.status().running);
+}
+
 TEST(SimUnitTiming, FastModeOutrunsTheClockAndATriggerRunsTheIdleUnit) {
     TARN_REQUIRE_LAB_HOST_SIDE();
     tarnlab::SimulatedUnits units;
@@ -258,17 +286,13 @@ TEST_F(SimUnitProtocol, RepliesCanBeDelayedWithheldSilencedOrSentFromElsewhere) 
     // Silent: no replies, and a program that keeps running sends nothing either.
     ProgramSource stream;
     stream.add<Register>(0x85, HOP_1K, "");
+    stream.add<Jump>("loop");
     stream.add<Label>("loop");
     stream.add<FE>("");
     stream.add<TriggerPacketTx>(true);
     stream.add<Jump>("loop");
-    const CompiledProgram compiled = stream.compile(PromParameters());
-    std::uint32_t loop = 0;
-    ASSERT_TRUE(compiled.findLabel("loop", loop));
-    ASSERT_EQ(TARN::uploadProgram(endpoint, address, compiled), 0);
-    char begin[16];
-    std::snprintf(begin, sizeof begin, "B%04x\n", loop);
-    endpoint->send_to(address, std::string(begin));
+    ASSERT_EQ(TARN::uploadProgram(endpoint, address, stream.compile(PromParameters())), 0);
+    endpoint->send_to(address, std::string("B0000\n"));
     std::vector<char> packet;
     EXPECT_EQ(endpoint->receive_from(packet, address, 200, 1), 0) << "streaming";
     unit.setFaults(Sim::FaultSettings::parse("silent"));
