@@ -130,8 +130,8 @@ TEST(PacketDecoding, SamplesAreRawSignedSixteenBitValues) {
     putU16(payload, 0x7FFF);
     putU16(payload, 0x0001);
     SweepData sweep;
-    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8},
-                      layoutOf(2, {0}), sweep);
+    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8}, layoutOf(2, {0}),
+                      sweep);
     EXPECT_EQ(sweep.receiverData[0].real[0], -1.0);
     EXPECT_EQ(sweep.receiverData[0].imag[0], -32768.0);
     EXPECT_EQ(sweep.receiverData[0].real[1], 32767.0);
@@ -166,6 +166,13 @@ TEST(PacketDecoding, FrameNumberCountsSweepsFromThePathsFirstPacketCounter) {
                           layout, sweep);
         EXPECT_EQ(sweep.frameNumber, frames[i]) << "counter " << counters[i];
     }
+    // Two packets per path: a sweep of three paths is six packets.
+    const std::vector<PacketData> second{packet(payload, 7), packet(payload, 8)};
+    decodePathPackets(second.data(), 2, {4, 0}, layout, sweep);
+    EXPECT_EQ(sweep.frameNumber, 2);
+    const std::vector<PacketData> third{packet(payload, 13), packet(payload, 14)};
+    decodePathPackets(third.data(), 2, {4, 0}, layout, sweep);
+    EXPECT_EQ(sweep.frameNumber, 3);
 }
 
 TEST(PacketDecoding, ShortToleratedPacketLeavesMissingSamplesZero) {
@@ -174,8 +181,8 @@ TEST(PacketDecoding, ShortToleratedPacketLeavesMissingSamplesZero) {
     putPoints(payload, 0, 2, {0});
     payload.resize(6);
     SweepData sweep;
-    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {12},
-                      layoutOf(3, {0}), sweep);
+    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {12}, layoutOf(3, {0}),
+                      sweep);
     expectPoint(sweep, 0);
     expectZero(sweep, 1);
     expectZero(sweep, 2);
@@ -189,8 +196,8 @@ TEST(PacketDecoding, ShortFirstPacketLeavesCutOffBlocksZero) {
     layout.shaftEncoders = true;
     layout.sweepTimer = true;
     SweepData sweep;
-    const bool timer = decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1,
-                                         {13}, layout, sweep);
+    const bool timer =
+        decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {13}, layout, sweep);
     EXPECT_FALSE(timer);
     EXPECT_EQ(sweep.serialCount, 2u);
     EXPECT_EQ(sweep.serialData, (std::vector<uint8_t>{'x', 'y'}));
@@ -221,8 +228,8 @@ TEST(PacketDecoding, ReadsOnlyUpToTheExpectedLength) {
     std::vector<uint8_t> payload;
     putPoints(payload, 0, 4, {0});
     SweepData sweep;
-    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8},
-                      layoutOf(4, {0}), sweep);
+    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8}, layoutOf(4, {0}),
+                      sweep);
     expectPoint(sweep, 0);
     expectPoint(sweep, 1);
     expectZero(sweep, 2);
