@@ -1,6 +1,7 @@
 // Generation of the measurement program: what the generated program makes the unit do (read
 // back from the compiled image), the packet plan the decoder relies on, the timing figures and
 // the listing kept with the program.
+#include <cctype>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "hardware/point_timing.h"
+#include "measure_lab.h"
 #include "program/program_reader.h"
 #include "task/task_helpers.h"
 #include "task_test_access.h"
@@ -297,30 +299,12 @@ TEST_F(MeasurementProgram, ListingShowsExactlyTheImage) {
     sweep(500, 400.0, 10.0); // crosses bands 3 to 0
     ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_OK);
     build();
-    std::string bytes;
-    unsigned expectedAddress = 0;
-    const std::string& listing = state().programListing;
-    for (std::size_t at = 0; at < listing.size();) {
-        const std::size_t end = listing.find('\n', at);
-        const std::string line = listing.substr(at, end - at);
-        at = end == std::string::npos ? listing.size() : end + 1;
-        unsigned address = 0;
-        char tab = 0;
-        if (line.size() < 6 || std::sscanf(line.c_str(), "%4x%c", &address, &tab) != 2 ||
-            tab != '\t')
-            continue;
-        EXPECT_EQ(address, expectedAddress) << line;
-        for (std::size_t i = 5; i < line.size(); i += 3)
-            bytes += line.substr(i, 2);
-        expectedAddress += (line.size() - 5 + 1) / 3;
-    }
     std::string image = state().compiledProgram.program;
     for (char& c : image)
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    for (char& c : bytes)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    EXPECT_EQ(bytes, image);
-    EXPECT_NE(listing.find("#> Packet break, force UDP packet transmission."), std::string::npos);
+    EXPECT_EQ(tarnlab::listingImageHex(state().programListing), image);
+    EXPECT_NE(state().programListing.find("#> Packet break, force UDP packet transmission."),
+              std::string::npos);
 }
 
 TEST_F(MeasurementProgram, PacketTimeOutCoversTheSlowestRateAndStaysBounded) {
