@@ -292,37 +292,6 @@ TEST_F(MeasurementProgram, UnknownSyncModeKeepsThePreviousProgram) {
     EXPECT_EQ(state().packetSizes, std::vector<int>{12});
 }
 
-TEST_F(MeasurementProgram, ListingShowsExactlyTheImage) {
-    makeTask(SWITCHBOARD_TDD_4_PORT_SWITCH);
-    sweep(500, 400.0, 10.0); // crosses bands 3 to 0
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_OK);
-    build();
-    std::string bytes;
-    unsigned expectedAddress = 0;
-    const std::string& listing = state().programListing;
-    for (std::size_t at = 0; at < listing.size();) {
-        const std::size_t end = listing.find('\n', at);
-        const std::string line = listing.substr(at, end - at);
-        at = end == std::string::npos ? listing.size() : end + 1;
-        unsigned address = 0;
-        char tab = 0;
-        if (line.size() < 6 || std::sscanf(line.c_str(), "%4x%c", &address, &tab) != 2 ||
-            tab != '\t')
-            continue;
-        EXPECT_EQ(address, expectedAddress) << line;
-        for (std::size_t i = 5; i < line.size(); i += 3)
-            bytes += line.substr(i, 2);
-        expectedAddress += (line.size() - 5 + 1) / 3;
-    }
-    std::string image = state().compiledProgram.program;
-    for (char& c : image)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    for (char& c : bytes)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    EXPECT_EQ(bytes, image);
-    EXPECT_NE(listing.find("#> Packet break, force UDP packet transmission."), std::string::npos);
-}
-
 TEST_F(MeasurementProgram, PacketTimeOutCoversTheSlowestRateAndStaysBounded) {
     makeTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0x09);
     ASSERT_EQ(task->setHopRate(HOP_20), ERR_OK);
