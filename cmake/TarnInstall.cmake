@@ -23,5 +23,6 @@ install(FILES ${PROJECT_BINARY_DIR}/tarndllConfig.cmake
               ${PROJECT_BINARY_DIR}/tarndllConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarndll)
 
+file(RELATIVE_PATH TARN_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tarndll.pc.in ${PROJECT_BINARY_DIR}/tarndll.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tarndll.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

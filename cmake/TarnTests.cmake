@@ -11,6 +11,9 @@ target_link_libraries(tarn_testsupport PUBLIC tarn_static GTest::gtest)
 if(TARGET tarn_sim)
     target_link_libraries(tarn_testsupport PUBLIC tarn_sim)
 endif()
+if(TARGET tarn-sweep)
+    target_compile_definitions(tarn_testsupport PUBLIC TARN_SWEEP_TOOL="$<TARGET_FILE:tarn-sweep>")
+endif()
 target_compile_definitions(tarn_testsupport PUBLIC
     TARN_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     TARN_SHARED_LIBRARY="$<TARGET_FILE:tarndll>")
@@ -56,3 +59,28 @@ foreach(source ${TARN_PY_TESTS})
     set_tests_properties(py.${name} PROPERTIES LABELS python
         ENVIRONMENT "TARN_LIBRARY=$<TARGET_FILE:tarndll>;TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
 endforeach()
+
+# C consumers: compiled as C99 against the public header, linked with the shared library only.
+file(GLOB TARN_C_TESTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/c/test_c_*.c)
+foreach(source ${TARN_C_TESTS})
+    get_filename_component(name ${source} NAME_WE)
+    add_executable(${name} ${source})
+    set_target_properties(${name} PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
+    target_link_libraries(${name} PRIVATE tarndll)
+    if(name MATCHES "_lab_")
+        add_test(NAME lab.${name} COMMAND ${TARN_NETLAB} exec-host $<TARGET_FILE:${name}>)
+        set_tests_properties(lab.${name} PROPERTIES FIXTURES_REQUIRED netlab LABELS lab
+            SKIP_RETURN_CODE 77 ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+    else()
+        add_test(NAME c.${name} COMMAND ${name})
+        set_tests_properties(c.${name} PROPERTIES LABELS unit)
+    endif()
+endforeach()
+
+# An outside program built against the installed prefix, with find_package and with pkg-config.
+# (Not in sanitizer builds: the outside program would have to load the sanitizer runtime.)
+if(NOT TARN_SANITIZE)
+    add_test(NAME install.consumer
+             COMMAND ${PROJECT_SOURCE_DIR}/tests/install/run.sh ${PROJECT_BINARY_DIR})
+    set_tests_properties(install.consumer PROPERTIES LABELS unit)
+endif()

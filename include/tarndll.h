@@ -21,14 +21,19 @@
 #define TARN_API
 #endif
 
+/* In C++ every enumeration is fixed to int, so any 32-bit value a C caller passes is a valid
+ * value of its type (the library range-checks it, the compiler may not assume it). */
 #ifdef __cplusplus
+#define TARN_ENUM_BASE : int
 namespace Orvek {
+#else
+#define TARN_ENUM_BASE
 #endif
 
 /* Result of almost every call: 0 is success, failures are negative. Two further results have
  * no name on purpose: -31 (the switch-board description cannot serve the path) and -32 (index
  * beyond the measured-path list). */
-typedef enum Err_Code {
+typedef enum Err_Code TARN_ENUM_BASE {
     ERR_OK = 0,
     ERR_BAD_HANDLE = -1,
     ERR_BAD_ATTEN = -2,
@@ -63,7 +68,7 @@ typedef enum Err_Code {
 } Err_Code;
 
 /* Point rate of a sweep; a smaller value hops faster. */
-typedef enum Hop_Rate {
+typedef enum Hop_Rate TARN_ENUM_BASE {
     HOP_UNDEFINED = -1,
     HOP_90K = 0,
     HOP_45K = 1,
@@ -82,7 +87,7 @@ typedef enum Hop_Rate {
 } Hop_Rate;
 
 /* Switch-board step attenuator setting; the value is the attenuation in whole dB. */
-typedef enum Rx_Attenuation {
+typedef enum Rx_Attenuation TARN_ENUM_BASE {
     ATTEN_UNDEFINED = -1,
     ATTEN_0 = 0, ATTEN_1, ATTEN_2, ATTEN_3, ATTEN_4, ATTEN_5, ATTEN_6, ATTEN_7,
     ATTEN_8, ATTEN_9, ATTEN_10, ATTEN_11, ATTEN_12, ATTEN_13, ATTEN_14, ATTEN_15,
@@ -91,7 +96,7 @@ typedef enum Rx_Attenuation {
 } Rx_Attenuation;
 
 /* Receiver IF gain: value n is 3n dB. */
-typedef enum Rx_Gain {
+typedef enum Rx_Gain TARN_ENUM_BASE {
     TARN_GAIN_USE_DEFAULT = -1,
     TARN_GAIN_0 = 0,
     TARN_GAIN_3 = 1,
@@ -113,7 +118,7 @@ typedef enum Rx_Gain {
 
 /* Path values are the switch-control bit patterns: front-panel port n written as a 3-bit number
  * with bits 0 and 2 swapped, in bits 6..4 for transmit and bits 2..0 for receive. */
-typedef enum Transmit_Path {
+typedef enum Transmit_Path TARN_ENUM_BASE {
     TARN_TX_PATH_NONE = -1,
     TARN_TX_PATH_0 = 0x00,
     TARN_TX_PATH_1 = 0x40,
@@ -125,7 +130,7 @@ typedef enum Transmit_Path {
     TARN_TX_PATH_7 = 0x70
 } Transmit_Path;
 
-typedef enum Receive_Path {
+typedef enum Receive_Path TARN_ENUM_BASE {
     TARN_RX_PATH_NONE = -1,
     TARN_RX_PATH_0 = 0,
     TARN_RX_PATH_1 = 4,
@@ -138,7 +143,7 @@ typedef enum Receive_Path {
 } Receive_Path;
 
 /* Kind of switch board fitted to the unit, as its PROM declares it. */
-typedef enum SwitchBoard_Type {
+typedef enum SwitchBoard_Type TARN_ENUM_BASE {
     SWITCHBOARD_NO_SWITCH_BOARD = 0,
     SWITCHBOARD_SIMPLE_4_PORT_SWITCH = 1,
     SWITCHBOARD_TDD_4_PORT_SWITCH = 2,
@@ -147,14 +152,14 @@ typedef enum SwitchBoard_Type {
 } SwitchBoard_Type;
 
 /* Task states, in lifecycle order (checks compare them with < and >). */
-typedef enum Task_State {
+typedef enum Task_State TARN_ENUM_BASE {
     TASK_UNINITIALIZED = 0,
     TASK_STOPPED = 1,
     TASK_STARTED = 2,
     TASK_RUNNING = 3
 } Task_State;
 
-typedef enum Sync_Pulse_Mode {
+typedef enum Sync_Pulse_Mode TARN_ENUM_BASE {
     SYNC_IGNORE = 2,
     SYNC_GENERATE = 3,
     SYNC_RECEIVE = 4
@@ -162,7 +167,7 @@ typedef enum Sync_Pulse_Mode {
 
 /* PROG_SYNC: each measure() runs one sweep. PROG_ASYNC: sweeps run freely between
  * beginAsync() and haltAsync(). */
-typedef enum Program_Type {
+typedef enum Program_Type TARN_ENUM_BASE {
     PROG_SYNC = 2,
     PROG_ASYNC = 3
 } Program_Type;
@@ -272,8 +277,8 @@ TARN_API int utilPingUnit(task_t* task, int attempts);
  * TASK_STOPPED and TASK_STARTED. ERR_BYTES when the unit's read-back is not exact. */
 TARN_API int utilEnterLowPowerState(task_t* task);
 /* The unit's description; all zero before initialize. With a null handle only the first
- * thirteen fields are written (zero). May throw (C++ callers) when the unit's feature-flag
- * word cannot be read. */
+ * thirteen fields are written (zero). Throws Orvek::InvalidPromException (a
+ * std::runtime_error) when the unit's PROM names an unknown switch-board type. */
 TARN_API tarn_hardware_details_t getHardwareDetails(task_t* task);
 
 /* ---- Sweep setup ---- */

@@ -107,7 +107,8 @@ UploadAssembler::Result UploadAssembler::feed(const std::string& datagram, doubl
     const bool endsLine = !datagram.empty() && datagram.back() == '\n';
     const size_t hexEnd = endsLine ? datagram.size() - 1 : datagram.size();
     if (active_) {
-        if (now - lastAt_ > kGapSeconds || !allHex(datagram, 0, hexEnd)) {
+        if (now - lastAt_ > kGapSeconds || !allHex(datagram, 0, hexEnd) ||
+            text_.size() + datagram.size() > kMaxText) {
             active_ = false;
             text_.clear();
             return Result::Abandoned;

@@ -2,6 +2,7 @@
 // The unit's text commands: one datagram each, ending in a line feed, hexadecimal fields of
 // fixed width in either letter case. A program upload may arrive split over several
 // datagrams; UploadAssembler puts it back together.
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -56,6 +57,8 @@ public:
     std::string take();
 
     static constexpr double kGapSeconds = 1.0;
+    // Longest upload text: "W", the address, every byte of the program memory, "\n".
+    static constexpr std::size_t kMaxText = 5 + 2 * 0x10000 + 1;
 
 private:
     bool active_ = false;

@@ -1,5 +1,6 @@
 #include "sim/dut_model.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
@@ -95,7 +96,7 @@ int parsePort(const std::string& text, const std::string& element) {
 
 } // namespace
 
-TwoPortS bandPassFilterS(const BandPassFilterSpec& spec, double freqMHz) {
+TwoPortS bandPassFilterS(const BandPassFilterDesign& design, double freqMHz) {
     TwoPortS s{};
     if (!(freqMHz > 0.0)) {
         // At DC the shunt resonators' inductors short the line.
@@ -103,10 +104,10 @@ TwoPortS bandPassFilterS(const BandPassFilterSpec& spec, double freqMHz) {
         return s;
     }
     const double w = 2.0 * kPi * freqMHz * 1e6;
-    const double w0 = 2.0 * kPi * spec.centreMHz * 1e6;
-    const double fbw = spec.bandwidthMHz / spec.centreMHz;
-    const int order = spec.order < 1 ? 1 : spec.order;
-    const std::vector<double> g = chebyshevPrototype(order, spec.rippleDb);
+    const double w0 = 2.0 * kPi * design.centreMHz * 1e6;
+    const double fbw = design.bandwidthMHz / design.centreMHz;
+    const int order = design.order < 1 ? 1 : design.order;
+    const std::vector<double> g = chebyshevPrototype(order, design.rippleDb);
     const Complex j(0.0, 1.0);
 
     Abcd total;
@@ -116,13 +117,13 @@ TwoPortS bandPassFilterS(const BandPassFilterSpec& spec, double freqMHz) {
             // Shunt parallel resonator.
             const double c = g[k] / (fbw * w0 * kZ0);
             const double l = fbw * kZ0 / (w0 * g[k]);
-            const double loss = spec.unloadedQ > 0.0 ? w0 * c / spec.unloadedQ : 0.0;
+            const double loss = design.unloadedQ > 0.0 ? w0 * c / design.unloadedQ : 0.0;
             stage.c = j * w * c + 1.0 / (j * w * l) + loss;
         } else {
             // Series resonator.
             const double l = g[k] * kZ0 / (fbw * w0);
             const double c = fbw / (w0 * g[k] * kZ0);
-            const double loss = spec.unloadedQ > 0.0 ? w0 * l / spec.unloadedQ : 0.0;
+            const double loss = design.unloadedQ > 0.0 ? w0 * l / design.unloadedQ : 0.0;
             stage.b = j * w * l + 1.0 / (j * w * c) + loss;
         }
         total = cascade(total, stage);
@@ -136,7 +137,7 @@ TwoPortS bandPassFilterS(const BandPassFilterSpec& spec, double freqMHz) {
     s[0][1] = s[1][0];
 
     // The connector lines: reflections travel each line twice, transmissions both once.
-    const Complex line = delayPhase(freqMHz, spec.lineDelayNs);
+    const Complex line = delayPhase(freqMHz, design.lineDelayNs);
     for (auto& row : s)
         for (auto& value : row)
             value *= line * line;
@@ -159,13 +160,13 @@ const DutElement* DutModel::elementAt(int port) const {
     return nullptr;
 }
 
-void DutModel::connectFilter(int port1, int port2, const BandPassFilterSpec& spec) {
+void DutModel::connectFilter(int port1, int port2, const BandPassFilterDesign& design) {
     checkPort(port1);
     checkPort(port2);
     if (port1 == port2)
         throw std::invalid_argument("a filter needs two different ports");
-    if (!(spec.centreMHz > 0.0) || !(spec.bandwidthMHz > 0.0) || spec.order < 1 ||
-        spec.order > 15 || !(spec.rippleDb > 0.0))
+    if (!(design.centreMHz > 0.0) || !(design.bandwidthMHz > 0.0) || design.order < 1 ||
+        design.order > 15 || !(design.rippleDb > 0.0))
         throw std::invalid_argument("filter needs a positive centre, bandwidth and ripple and "
                                     "an order of 1 to 15");
     removePort(port1);
@@ -174,7 +175,7 @@ void DutModel::connectFilter(int port1, int port2, const BandPassFilterSpec& spe
     element.kind = ElementKind::BandPassFilter;
     element.port1 = port1;
     element.port2 = port2;
-    element.filter = spec;
+    element.filter = design;
     elements_.push_back(element);
 }
 
@@ -303,21 +304,23 @@ DutModel DutModel::parse(const std::string& text) {
         if (fields.size() != 2 && fields.size() != 4 && fields.size() != 5)
             throw std::invalid_argument("DUT element \"" + item +
                                         "\" needs filter:P-Q[:centre:bandwidth[:order]]");
-        BandPassFilterSpec spec;
+        BandPassFilterDesign design;
         if (fields.size() >= 4) {
-            spec.centreMHz = parseNumber(fields[2], item);
-            spec.bandwidthMHz = parseNumber(fields[3], item);
+            design.centreMHz = parseNumber(fields[2], item);
+            design.bandwidthMHz = parseNumber(fields[3], item);
         }
         if (fields.size() == 5)
-            spec.order = static_cast<int>(parseNumber(fields[4], item));
-        model.connectFilter(port1, port2, spec);
+            design.order = static_cast<int>(parseNumber(fields[4], item));
+        model.connectFilter(port1, port2, design);
     }
     return model;
 }
 
 DutModel DutModel::standardBench(double minimumMHz, double maximumMHz) {
     DutModel model;
-    BandPassFilterSpec filter;
+    BandPassFilterDesign filter;
+    maximumMHz = std::max(maximumMHz, 2.0);
+    minimumMHz = std::clamp(minimumMHz, 1.0, maximumMHz / 2);
     filter.centreMHz = std::sqrt(minimumMHz * maximumMHz);
     filter.bandwidthMHz = filter.centreMHz * 0.2;
     model.connectFilter(0, 1, filter);

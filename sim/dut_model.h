@@ -16,7 +16,7 @@ using Complex = std::complex<double>;
 
 // Chebyshev band-pass filter built as a lumped ladder of coupled resonators, so that its
 // reflections, group delay and out-of-band rejection behave like a real filter's.
-struct BandPassFilterSpec {
+struct BandPassFilterDesign {
     double centreMHz = 1000.0;
     double bandwidthMHz = 100.0; // ripple bandwidth
     int order = 5;               // odd, so both ends are 50 ohms
@@ -30,10 +30,10 @@ enum class ElementKind { BandPassFilter, Thru, Open, Short, Load };
 struct DutElement {
     ElementKind kind = ElementKind::Load;
     int port1 = 0;
-    int port2 = -1;            // second port of a two-port element, -1 for a one-port
-    double delayNs = 0.0;      // thru length, or the offset of a one-port standard
-    double lossDb = 0.0;       // thru insertion loss
-    BandPassFilterSpec filter; // BandPassFilter only
+    int port2 = -1;              // second port of a two-port element, -1 for a one-port
+    double delayNs = 0.0;        // thru length, or the offset of a one-port standard
+    double lossDb = 0.0;         // thru insertion loss
+    BandPassFilterDesign filter; // BandPassFilter only
 };
 
 class DutModel {
@@ -45,7 +45,7 @@ public:
 
     // Each call replaces whatever occupied the named ports before. Ports are 0..7;
     // std::invalid_argument for a port out of range or a two-port element on one port.
-    void connectFilter(int port1, int port2, const BandPassFilterSpec& spec);
+    void connectFilter(int port1, int port2, const BandPassFilterDesign& design);
     void connectThru(int port1, int port2, double delayNs = 0.5, double lossDb = 0.2);
     void terminate(int port, ElementKind oneport, double offsetDelayNs = 0.0);
     void clear() { elements_.clear(); }
@@ -82,7 +82,7 @@ private:
 using TwoPortS = std::array<std::array<Complex, 2>, 2>;
 
 // The filter alone at `freqMHz`, exposed for tests of its passband and match.
-TwoPortS bandPassFilterS(const BandPassFilterSpec& spec, double freqMHz);
+TwoPortS bandPassFilterS(const BandPassFilterDesign& design, double freqMHz);
 
 } // namespace Sim
 } // namespace Orvek

@@ -25,7 +25,7 @@ struct FrequencyPlan {
 const FrequencyPlan kPlanLow{200, 3200, 100, {1000, 2400}};
 const FrequencyPlan kPlanHigh{400, 6400, 200, {2000, 4800}};
 
-struct ProfileSpec {
+struct ProfileDefinition {
     const char* name;
     SwitchBoard_Type board;
     const FrequencyPlan* plan;
@@ -35,7 +35,7 @@ struct ProfileSpec {
     bool calibration;
 };
 
-const ProfileSpec kProfiles[] = {
+const ProfileDefinition kProfiles[] = {
     {"none", SWITCHBOARD_NO_SWITCH_BOARD, &kPlanLow, false, true, true, false},
     {"simple-4port", SWITCHBOARD_SIMPLE_4_PORT_SWITCH, &kPlanLow, true, false, true, false},
     {"tdd-4port", SWITCHBOARD_TDD_4_PORT_SWITCH, &kPlanLow, true, false, false, false},
@@ -43,13 +43,13 @@ const ProfileSpec kProfiles[] = {
     {"s-param", SWITCHBOARD_S_PARAMETER_SWITCH, &kPlanHigh, true, true, true, true},
 };
 
-const ProfileSpec& findProfile(const std::string& name) {
-    for (const auto& spec : kProfiles)
-        if (name == spec.name)
-            return spec;
+const ProfileDefinition& findProfile(const std::string& name) {
+    for (const auto& profile : kProfiles)
+        if (name == profile.name)
+            return profile;
     std::string known;
-    for (const auto& spec : kProfiles)
-        known += std::string(known.empty() ? "" : ", ") + spec.name;
+    for (const auto& profile : kProfiles)
+        known += std::string(known.empty() ? "" : ", ") + profile.name;
     throw std::invalid_argument("unknown unit profile \"" + name + "\" (known: " + known + ")");
 }
 
@@ -94,21 +94,21 @@ bool isHexText(const std::string& text) {
 
 std::vector<std::string> profileNames() {
     std::vector<std::string> names;
-    for (const auto& spec : kProfiles)
-        names.push_back(spec.name);
+    for (const auto& profile : kProfiles)
+        names.push_back(profile.name);
     return names;
 }
 
 bool isProfile(const std::string& name) {
-    for (const auto& spec : kProfiles)
-        if (name == spec.name)
+    for (const auto& profile : kProfiles)
+        if (name == profile.name)
             return true;
     return false;
 }
 
 PromParameters profileParameters(const std::string& name, std::uint8_t unitOctet) {
-    const ProfileSpec& spec = findProfile(name);
-    const FrequencyPlan& plan = *spec.plan;
+    const ProfileDefinition& profile = findProfile(name);
+    const FrequencyPlan& plan = *profile.plan;
     PromParameters p;
     p.Header_tag = 0x54524E;
     p.Header_bytes[3] = unitOctet;
@@ -146,10 +146,10 @@ PromParameters profileParameters(const std::string& name, std::uint8_t unitOctet
     setPresent(p, {PromKey::DdsReferenceFrequency, PromKey::MasterClockFrequency});
 
     p.setFeatureFlag(FEATURE_MULTIPLE_RECEIVERS, true);
-    p.setFeatureFlag(FEATURE_SWITCHBOARD_ATTENUATOR, spec.attenuator);
-    p.setFeatureFlag(FEATURE_SHAFT_ENCODER, spec.shaftEncoders);
-    p.setFeatureFlag(FEATURE_SERIAL_PORT, spec.serialPort);
-    p.setSwitchboardType(spec.board);
+    p.setFeatureFlag(FEATURE_SWITCHBOARD_ATTENUATOR, profile.attenuator);
+    p.setFeatureFlag(FEATURE_SHAFT_ENCODER, profile.shaftEncoders);
+    p.setFeatureFlag(FEATURE_SERIAL_PORT, profile.serialPort);
+    p.setSwitchboardType(profile.board);
     p.setKeyPresent(PromKey::FeatureFlags, true);
 
     p.Reserved_27 = 3; // hardware revision
@@ -157,11 +157,11 @@ PromParameters profileParameters(const std::string& name, std::uint8_t unitOctet
     p.setKeyPresent(PromKey::Reserved27, true);
     p.setKeyPresent(PromKey::UnitSerialNumber, true);
     p.Texts[0] = "TARN simulated unit";
-    p.Texts[1] = spec.name;
+    p.Texts[1] = profile.name;
     p.setKeyPresent(PromKey::FirstText, true);
     p.setKeyPresent(PromKey::FirstText + 1, true);
 
-    if (spec.calibration)
+    if (profile.calibration)
         addCalibration(p, plan);
     return p;
 }
@@ -190,26 +190,36 @@ UnitHardware hardwareFromParameters(const PromParameters& p) {
     return hardware;
 }
 
-bool hardwareFromImage(const std::vector<std::uint8_t>& image, UnitHardware& hardware,
-                       std::string& problem) {
+bool parametersFromImage(const std::vector<std::uint8_t>& image, PromParameters& parameters,
+                         std::string& problem) {
     try {
-        PromParameters parameters;
-        parameters.interpretFullBytestream(std::vector<int>(image.begin(), image.end()));
-        const auto [valid, problems] = TARN::validatePromVerbose(parameters, false);
+        PromParameters decoded;
+        decoded.interpretFullBytestream(std::vector<int>(image.begin(), image.end()));
+        const auto [valid, problems] = TARN::validatePromVerbose(decoded, false);
         if (!valid) {
             problem = problems;
             return false;
         }
-        if (parameters.promCapacity() <= 0 || parameters.promCapacity() > 0x10000) {
+        if (decoded.promCapacity() <= 0 || decoded.promCapacity() > 0x10000) {
             problem = "PROM geometry outside 1..65536 bytes";
             return false;
         }
-        hardware = hardwareFromParameters(parameters);
+        decoded.getSwitchboardType(); // throws for a board the unit cannot have
+        parameters = decoded;
         return true;
     } catch (const std::exception& error) {
         problem = error.what();
         return false;
     }
+}
+
+bool hardwareFromImage(const std::vector<std::uint8_t>& image, UnitHardware& hardware,
+                       std::string& problem) {
+    PromParameters parameters;
+    if (!parametersFromImage(image, parameters, problem))
+        return false;
+    hardware = hardwareFromParameters(parameters);
+    return true;
 }
 
 std::vector<std::uint8_t> blankPromImage(int capacity) {

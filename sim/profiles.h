@@ -36,6 +36,11 @@ std::vector<std::uint8_t> profilePromImage(const std::string& name, std::uint8_t
 // What a unit described by `parameters` is built from.
 UnitHardware hardwareFromParameters(const PromParameters& parameters);
 
+// The valid unit description a PROM image holds. False (and `parameters` untouched) when the
+// image does not decode to one; `problem` then says why.
+bool parametersFromImage(const std::vector<std::uint8_t>& image, PromParameters& parameters,
+                         std::string& problem);
+
 // The hardware a PROM image describes. False (and `hardware` untouched) when the image does
 // not decode to a valid description; `problem` then says why.
 bool hardwareFromImage(const std::vector<std::uint8_t>& image, UnitHardware& hardware,

@@ -37,21 +37,20 @@ std::uint8_t lastOctet(const std::string& address) {
 SimUnit::SimUnit(const UnitConfig& config, std::shared_ptr<LogSink> sink, Clock::time_point origin)
     : config_(config), origin_(origin), log_(std::move(sink)) {
     const std::uint8_t octet = lastOctet(config_.address);
-    const PromParameters profile = profileParameters(config_.profile, octet);
-    hardware_ = hardwareFromParameters(profile);
+    PromParameters description = profileParameters(config_.profile, octet);
     std::vector<std::uint8_t> image = config_.promImage;
     if (image.empty()) {
         image = profilePromImage(config_.profile, octet);
     } else {
-        // A custom image that describes a valid unit also says what the unit is built from.
-        UnitHardware described;
+        // A custom image that describes a valid unit also says what the unit is built from;
+        // a blank or corrupt one is served as it is by a unit built as its profile says.
         std::string problem;
-        if (hardwareFromImage(image, described, problem))
-            hardware_ = described;
+        parametersFromImage(image, description, problem);
     }
-    const DutModel dut = config_.dut
-                             ? *config_.dut
-                             : DutModel::standardBench(profile.Minimum_freq, profile.Maximum_freq);
+    hardware_ = hardwareFromParameters(description);
+    const DutModel dut =
+        config_.dut ? *config_.dut
+                    : DutModel::standardBench(description.Minimum_freq, description.Maximum_freq);
     CoreOptions options;
     options.unitOctet = octet;
     options.firmwareVersion = config_.firmwareVersion;

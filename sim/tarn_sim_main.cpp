@@ -2,7 +2,7 @@
 //
 // Run it where the units live (inside the lab: scripts/netlab exec-units tarn-sim ...; or
 // let scripts/lab do everything). While it runs, lines on standard input change it:
-//   faults ADDRESS SPEC     switch a unit's faults (see --help for SPEC)
+//   faults ADDRESS TEXT     switch a unit's faults (see --help for TEXT)
 //   status                  one line per unit
 //   quit                    stop
 #include <poll.h>
@@ -43,12 +43,12 @@ Units:
   --profile NAME        none, simple-4port, tdd-4port, simple-8port or s-param (default s-param)
   --prom FILE           PROM image for every unit (binary, or hex text)
   --blank-prom          serve an erased PROM
-  --dut SPEC            device under test, e.g. "filter:0-1:1000:100,thru:2-3,open:4"
+  --dut TEXT            device under test, e.g. "filter:0-1:1000:100,thru:2-3,open:4"
   --fast                run programs as fast as possible instead of in real time
   --noise COUNTS        ADC noise, standard deviation in counts (default 0)
   --seed N              seed of the noise and fault generators (default 1)
   --trigger-ms T        external trigger every T ms while a unit is idle
-  --faults SPEC         e.g. "drop=0.01,delay-ms=20,seed=7" (see below)
+  --faults TEXT         e.g. "drop=0.01,delay-ms=20,seed=7" (see below)
   --config FILE         JSON: {"units":[{"address":..., "port":..., "profile":..., "dut":...,
                         "faults":..., "fast":..., "noise":..., "seed":..., "promFile":...}]}
 Output:
@@ -58,7 +58,7 @@ Other:
   --list-profiles       print the profile names and exit
   --write-prom PROFILE FILE   write a profile's PROM image as hex text and exit
 
-Fault SPEC: comma-separated drop=P duplicate=P reorder=P truncate=P, drop-packets=N/M...,
+Fault TEXT: comma-separated drop=P duplicate=P reorder=P truncate=P, drop-packets=N/M...,
   duplicate-packets=..., reorder-packets=..., truncate-packets=..., truncate-bytes=N,
   delay-ms=T, withhold=P, withhold-next=N, silent, answer-from=ADDRESS, prom-attempts=N,
   prom-fail=P, seed=N.
@@ -159,9 +159,9 @@ Options parseArguments(int argc, char** argv) {
                 defaults.triggerPeriodMs = number(i);
             } else if (arg == "--faults") {
                 const std::uint64_t seed = defaults.faults.seed;
-                const std::string spec = value(i);
-                defaults.faults = FaultSettings::parse(spec);
-                if (spec.find("seed=") == std::string::npos)
+                const std::string text = value(i);
+                defaults.faults = FaultSettings::parse(text);
+                if (text.find("seed=") == std::string::npos)
                     defaults.faults.seed = seed;
             } else if (arg == "--config") {
                 configPath = value(i);
@@ -227,15 +227,15 @@ bool control(Simulator& simulator, const std::string& line) {
         return true;
     }
     if (verb == "faults") {
-        std::string address, spec;
-        words >> address >> spec;
+        std::string address, text;
+        words >> address >> text;
         SimUnit* unit = simulator.find(address);
         if (!unit) {
             std::fprintf(stderr, "tarn-sim: no unit %s\n", address.c_str());
             return true;
         }
         try {
-            unit->setFaults(FaultSettings::parse(spec));
+            unit->setFaults(FaultSettings::parse(text));
             std::printf("%s faults: %s\n", address.c_str(), unit->faults().describe().c_str());
             std::fflush(stdout);
         } catch (const std::exception& error) {

@@ -157,7 +157,9 @@ void UnitCore::acquire() {
     unsigned mask = registers_[0xA0] & 0x0F;
     if (mask == 0)
         mask = 0x01;
-    std::normal_distribution<double> noise(0.0, options_.noiseCounts);
+    // (A normal distribution needs a positive deviation; it is only made when there is noise.)
+    const bool noisy = options_.noiseCounts > 0.0;
+    std::normal_distribution<double> noise(0.0, noisy ? options_.noiseCounts : 1.0);
     std::vector<std::uint8_t> samples;
     samples.reserve(16);
     for (int receiver = 0; receiver < 4; ++receiver) {
@@ -165,7 +167,7 @@ void UnitCore::acquire() {
             continue;
         // A receiver the unit is not fitted with reads zero (its ADC lines are grounded).
         Complex wave = receiver < hardware_.receivers ? rf_.wave(state, receiver) : 0.0;
-        if (options_.noiseCounts > 0.0)
+        if (noisy)
             wave += Complex(noise(noise_), noise(noise_));
         const IqSample sample = RfModel::quantise(wave);
         appendBigEndian16(samples, sample.i);

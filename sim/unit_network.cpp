@@ -13,6 +13,8 @@ namespace {
 
 // A reordered packet that no later packet overtakes leaves after this long.
 constexpr double kHoldBackSeconds = 0.05;
+// Datagrams sent before the unit looks at its sockets again.
+constexpr int kSendBurst = 256;
 
 } // namespace
 
@@ -141,9 +143,10 @@ void UnitNetwork::handleText(const std::string& text, const sockaddr_in& from, d
         reply = unit_.core_->handle(command, now);
     }
     if (command.kind == CommandKind::Halt) {
-        // Packets the program would only have sent after the halt never happened.
+        // Packets still queued here were due after the halt, or are a backlog of a unit that
+        // fell behind its clock; a real unit sends neither after it stopped.
         for (auto it = outbox_.begin(); it != outbox_.end();) {
-            if (it->second.isPacket && it->first > now)
+            if (it->second.isPacket)
                 it = outbox_.erase(it);
             else
                 ++it;
@@ -169,8 +172,12 @@ void UnitNetwork::queueReply(const std::string& text, const sockaddr_in& to, dou
         return;
     }
     const double delay = unit_.faults_.settings().replyDelayMs / 1000.0;
-    if (delay > 0)
-        outgoing.fault = "delayed";
+    if (delay <= 0) {
+        // A reply leaves at once, ahead of any data packets still waiting for their time.
+        transmit(outgoing, now, "");
+        return;
+    }
+    outgoing.fault = "delayed";
     outbox_.emplace(now + delay, std::move(outgoing));
 }
 
@@ -203,7 +210,10 @@ double UnitNetwork::nextDue() const {
 }
 
 void UnitNetwork::sendDue(double now) {
-    while (!outbox_.empty() && outbox_.begin()->first <= now) {
+    // Bounded, so that a unit streaming faster than the network takes its packets still
+    // hears a halt in between.
+    for (int sent = 0; sent < kSendBurst && !outbox_.empty() && outbox_.begin()->first <= now;
+         ++sent) {
         Outgoing outgoing = std::move(outbox_.begin()->second);
         outbox_.erase(outbox_.begin());
         if (outgoing.isPacket)
@@ -270,8 +280,9 @@ const UdpSocket& UnitNetwork::sendingSocket(double now) {
 }
 
 void UnitNetwork::transmit(const Outgoing& outgoing, double now, const std::string& fault) {
-    const UdpSocket& socket = sendingSocket(now);
-    const bool sent = socket.sendTo(outgoing.to, outgoing.bytes.data(), outgoing.bytes.size());
+    const bool silent = unit_.faults_.settings().silent;
+    const bool sent = !silent && sendingSocket(now).sendTo(outgoing.to, outgoing.bytes.data(),
+                                                           outgoing.bytes.size());
     LogEntry entry;
     entry.peer = endpointText(outgoing.to);
     entry.length = outgoing.bytes.size();
@@ -280,7 +291,8 @@ void UnitNetwork::transmit(const Outgoing& outgoing, double now, const std::stri
         entry.fault += (entry.fault.empty() ? "" : ",") + std::string("answered from ") +
                        unit_.faults_.settings().answerFrom;
     if (!sent)
-        entry.fault += (entry.fault.empty() ? "" : ",") + std::string("send failed");
+        entry.fault +=
+            (entry.fault.empty() ? "" : ",") + std::string(silent ? "silent" : "send failed");
     if (outgoing.isPacket) {
         entry.kind = LogKind::Packet;
         entry.programSeconds = outgoing.packet.programSeconds;
@@ -289,11 +301,11 @@ void UnitNetwork::transmit(const Outgoing& outgoing, double now, const std::stri
         entry.counter = outgoing.packet.counter;
         if (unit_.config_.logPayloads && outgoing.bytes.size() > 4)
             entry.data.assign(outgoing.bytes.begin() + 4, outgoing.bytes.end());
-        ++unit_.counters_.packetsSent;
+        unit_.counters_.packetsSent += sent;
     } else {
         entry.kind = LogKind::Reply;
         entry.text.assign(outgoing.bytes.begin(), outgoing.bytes.end());
-        ++unit_.counters_.replies;
+        unit_.counters_.replies += sent;
     }
     unit_.addLog(entry);
 }

@@ -10,7 +10,9 @@ constexpr int kPowerAmplifierBit = 0x08;
 constexpr int kLnaBit = 0x10;
 constexpr int kAttenuatorBit = 0x20;
 
-const char* onOff(bool on) { return on ? "on" : "off"; }
+const char* onOff(bool on) {
+    return on ? "on" : "off";
+}
 
 } // namespace
 

@@ -31,6 +31,7 @@ struct SweepPacketLayout {
 std::vector<unsigned> enabledReceiverIndexes(int mask);
 
 // Decodes the `count` packets of one path starting at `packets` into `out` (which it resets),
+// numbering the sweep from the unit's packet counter (1 for the first packet after a reset),
 // reading packet j up to expectedLengths[j] bytes (a missing entry counts as 0). Never reads
 // past a packet's payload and never writes past `layout.points`: samples that did not arrive
 // stay zero, and a block cut off in a short packet is left zero. Returns true when the

@@ -191,7 +191,8 @@ public:
     Err_Code configureSerialPortFeature(bool enable, unsigned int size);
     Err_Code configureSwitchboardAttenuationFeature(bool enable, Rx_Attenuation attenuation);
     // Needs the TDD switch board (also to disable); every timing and the attenuator value at most
-    // 255. ERR_FEATURE_NOT_PRESENT, ERR_INVALID_PARAMETER.
+    // 255. ERR_FEATURE_NOT_PRESENT, ERR_INVALID_PARAMETER. A switch-board value the library does
+    // not know throws InvalidPromException.
     Err_Code configureTDDFeature(bool enable, TDDConfiguration configuration);
     Err_Code configureDigitalOutFeature(bool enable, bool value);
     Err_Code configureTXPowerAmpFeature(bool on);

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "tarndll.h"
 #include "task/sweep_data.h"
 #include "task/tarn_task.h"
-#include "tarndll.h"
 
 namespace Orvek {
 
@@ -51,8 +51,7 @@ public:
     Err_Code haltInternal(int attempts);
     // ERR_BYTES unless the packet count is the entry point's and every packet whose expected
     // length exceeds 13 bytes has exactly that length; ERR_NO_PATHS_MEASURED without paths.
-    Err_Code validatePacketLengths(const std::vector<PacketData>& packets,
-                                   const EntryPoint& entry);
+    Err_Code validatePacketLengths(const std::vector<PacketData>& packets, const EntryPoint& entry);
     // Validates, then decodes the packets of one sweep into one SweepData per measured path.
     Err_Code getDataFromPacketsNormal(const std::vector<PacketData>& packets,
                                       std::vector<SweepData>& results);

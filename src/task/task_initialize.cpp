@@ -41,7 +41,8 @@ Err_Code TarnTask::setIPAddress(const char* address) {
 Err_Code TarnTask::setIPPort(int port) {
     if (!isNotStarted())
         return ERR_WRONG_STATE;
-    if (static_cast<unsigned int>(port - kFirstPort) > kPortWindow)
+    // Unsigned arithmetic, so that ports below the window wrap to large values.
+    if (static_cast<unsigned int>(port) - static_cast<unsigned int>(kFirstPort) > kPortWindow)
         return ERR_BAD_IP_PORT;
     state_->port = port;
     state_->state = TASK_UNINITIALIZED;

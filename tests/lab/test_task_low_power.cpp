@@ -74,13 +74,4 @@ TEST(TaskLowPower, FrontEndIsSwitchedOffByThreeRegisterCommands) {
     // Nor is silence.
     behaviour.readBack->clear();
     EXPECT_EQ(task.enterLowPowerState(), ERR_BYTES);
-
-    *behaviour.readBack = "80\r\n>             ";
-    TarnTaskTestAccess::state(task).state = TASK_STARTED;
-    EXPECT_EQ(task.enterLowPowerState(), ERR_OK);
-    EXPECT_EQ(task.getState(), TASK_STARTED);
-    TarnTaskTestAccess::state(task).state = TASK_RUNNING;
-    unit.clearReceived();
-    EXPECT_EQ(task.enterLowPowerState(), ERR_WRONG_STATE);
-    EXPECT_EQ(unit.receivedCount(), 0u);
 }

@@ -130,8 +130,8 @@ TEST(PacketDecoding, SamplesAreRawSignedSixteenBitValues) {
     putU16(payload, 0x7FFF);
     putU16(payload, 0x0001);
     SweepData sweep;
-    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8},
-                      layoutOf(2, {0}), sweep);
+    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8}, layoutOf(2, {0}),
+                      sweep);
     EXPECT_EQ(sweep.receiverData[0].real[0], -1.0);
     EXPECT_EQ(sweep.receiverData[0].imag[0], -32768.0);
     EXPECT_EQ(sweep.receiverData[0].real[1], 32767.0);
@@ -159,26 +159,18 @@ TEST(PacketDecoding, FrameNumberCountsSweepsFromThePathsFirstPacketCounter) {
     SweepPacketLayout layout = layoutOf(1, {0});
     layout.numberOfPaths = 3;
     SweepData sweep;
-    const int counters[] = {1, 3, 4, 6, 7};
-    const int frames[] = {1, 1, 2, 2, 3};
-    for (int i = 0; i < 5; ++i) {
-        decodePathPackets(std::vector<PacketData>{packet(payload, counters[i])}.data(), 1, {4},
-                          layout, sweep);
-        EXPECT_EQ(sweep.frameNumber, frames[i]) << "counter " << counters[i];
-    }
-}
-
-TEST(PacketDecoding, ShortToleratedPacketLeavesMissingSamplesZero) {
-    // Expected 12 bytes (3 points) but only 6 arrived: one whole point, half of the next.
-    std::vector<uint8_t> payload;
-    putPoints(payload, 0, 2, {0});
-    payload.resize(6);
-    SweepData sweep;
-    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {12},
-                      layoutOf(3, {0}), sweep);
-    expectPoint(sweep, 0);
-    expectZero(sweep, 1);
-    expectZero(sweep, 2);
+    // One packet per path: counters 4..6 are the second sweep.
+    decodePathPackets(std::vector<PacketData>{packet(payload, 6)}.data(), 1, {4}, layout, sweep);
+    EXPECT_EQ(sweep.frameNumber, 2);
+    decodePathPackets(std::vector<PacketData>{packet(payload, 7)}.data(), 1, {4}, layout, sweep);
+    EXPECT_EQ(sweep.frameNumber, 3);
+    // Two packets per path: a sweep of three paths is six packets.
+    const std::vector<PacketData> second{packet(payload, 7), packet(payload, 8)};
+    decodePathPackets(second.data(), 2, {4, 0}, layout, sweep);
+    EXPECT_EQ(sweep.frameNumber, 2);
+    const std::vector<PacketData> third{packet(payload, 13), packet(payload, 14)};
+    decodePathPackets(third.data(), 2, {4, 0}, layout, sweep);
+    EXPECT_EQ(sweep.frameNumber, 3);
 }
 
 TEST(PacketDecoding, ShortFirstPacketLeavesCutOffBlocksZero) {
@@ -189,8 +181,8 @@ TEST(PacketDecoding, ShortFirstPacketLeavesCutOffBlocksZero) {
     layout.shaftEncoders = true;
     layout.sweepTimer = true;
     SweepData sweep;
-    const bool timer = decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1,
-                                         {13}, layout, sweep);
+    const bool timer =
+        decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {13}, layout, sweep);
     EXPECT_FALSE(timer);
     EXPECT_EQ(sweep.serialCount, 2u);
     EXPECT_EQ(sweep.serialData, (std::vector<uint8_t>{'x', 'y'}));
@@ -204,52 +196,36 @@ TEST(PacketDecoding, ShortFirstPacketLeavesCutOffBlocksZero) {
     EXPECT_EQ(sweep.serialData, (std::vector<uint8_t>{0, 0}));
 }
 
-TEST(PacketDecoding, NeverWritesPastThePointCount) {
-    // The packets claim (and carry) six points of a two-point sweep.
-    std::vector<uint8_t> payload;
-    putPoints(payload, 0, 6, {0, 1});
-    const std::vector<PacketData> packets{packet(payload), packet(payload)};
-    SweepData sweep;
-    decodePathPackets(packets.data(), 2, {48, 48}, layoutOf(2, {0, 1}), sweep);
-    ASSERT_EQ(sweep.receiverData[0].length(), 2u);
-    expectPoint(sweep, 0);
-    expectPoint(sweep, 1);
-}
-
-TEST(PacketDecoding, ReadsOnlyUpToTheExpectedLength) {
-    // A long packet: bytes beyond the expected length are not samples of this sweep.
-    std::vector<uint8_t> payload;
-    putPoints(payload, 0, 4, {0});
-    SweepData sweep;
-    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {8},
-                      layoutOf(4, {0}), sweep);
-    expectPoint(sweep, 0);
-    expectPoint(sweep, 1);
-    expectZero(sweep, 2);
-}
-
-TEST(PacketDecoding, PacketsWithoutAnExpectedLengthAreSkipped) {
-    std::vector<uint8_t> first;
-    std::vector<uint8_t> second;
-    putPoints(first, 0, 2, {0});
-    putPoints(second, 2, 2, {0});
-    const std::vector<PacketData> packets{packet(first), packet(second), packet(second)};
-    SweepData sweep;
-    // One expected length for three packets, and a zero one.
-    decodePathPackets(packets.data(), 3, {8}, layoutOf(4, {0}), sweep);
-    expectPoint(sweep, 1);
-    expectZero(sweep, 2);
-    decodePathPackets(packets.data(), 2, {8, 0}, layoutOf(4, {0}), sweep);
-    expectZero(sweep, 2);
-}
-
-TEST(PacketDecoding, NoPacketsGiveAZeroSweepOfTheRightShape) {
-    SweepPacketLayout layout = layoutOf(5, {0, 3});
-    layout.serialBufferSize = 7;
-    SweepData sweep;
-    EXPECT_FALSE(decodePathPackets(nullptr, 0, {}, layout, sweep));
-    ASSERT_EQ(sweep.receiverData.size(), 2u);
-    EXPECT_EQ(sweep.receiverData[1].length(), 5u);
-    EXPECT_EQ(sweep.serialData.size(), 7u);
-    EXPECT_EQ(sweep.receivers, (std::vector<unsigned>{0, 3}));
+TEST(PacketDecoding, StaysWithinPayloadsExpectedLengthsAndPointCount) {
+    std::vector<uint8_t> six;
+    putPoints(six, 0, 6, {0});
+    std::vector<uint8_t> halfOfTwo(six.begin(), six.begin() + 6); // a point and a half
+    struct Case {
+        const char* what;
+        std::vector<PacketData> packets;
+        std::vector<int> expected;
+        unsigned points;
+        unsigned decoded; // points 0..decoded-1 hold data, the rest stay zero
+    } cases[] = {
+        {"short tolerated packet", {packet(halfOfTwo)}, {12}, 3, 1},
+        {"more points than the sweep has", {packet(six), packet(six)}, {24, 24}, 2, 2},
+        {"long packet", {packet(six)}, {8}, 4, 2},
+        {"no expected length for later packets", {packet(six), packet(six)}, {8}, 4, 2},
+        {"zero expected length", {packet(six), packet(six)}, {8, 0}, 4, 2},
+        {"no packets at all", {}, {}, 3, 0},
+    };
+    for (Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        SweepData sweep;
+        decodePathPackets(c.packets.data(), c.packets.size(), c.expected, layoutOf(c.points, {0}),
+                          sweep);
+        ASSERT_EQ(sweep.receiverData.size(), 1u);
+        ASSERT_EQ(sweep.receiverData[0].length(), c.points);
+        for (unsigned k = 0; k < c.points; ++k) {
+            if (k < c.decoded)
+                expectPoint(sweep, k);
+            else
+                expectZero(sweep, k);
+        }
+    }
 }

@@ -17,28 +17,28 @@ double db(Complex s) {
 }
 
 TEST(SimDutModel, BandPassFilterPassesItsBandRejectsOutsideAndConservesPower) {
-    BandPassFilterSpec spec;
-    spec.centreMHz = 1000;
-    spec.bandwidthMHz = 100;
-    spec.unloadedQ = 0; // lossless: |S11|^2 + |S21|^2 = 1 everywhere
+    BandPassFilterDesign design;
+    design.centreMHz = 1000;
+    design.bandwidthMHz = 100;
+    design.unloadedQ = 0; // lossless: |S11|^2 + |S21|^2 = 1 everywhere
     for (double f = 500; f <= 1500; f += 7.3) {
-        const TwoPortS s = bandPassFilterS(spec, f);
+        const TwoPortS s = bandPassFilterS(design, f);
         EXPECT_NEAR(std::norm(s[0][0]) + std::norm(s[1][0]), 1.0, 1e-9) << f;
         EXPECT_NEAR(std::abs(s[0][0]), std::abs(s[1][1]), 1e-9) << "symmetric at " << f;
     }
     // Chebyshev 0.1 dB ripple: within the ripple across the band, return loss at least 16 dB.
     for (double f = 955; f <= 1045; f += 5) {
-        const TwoPortS s = bandPassFilterS(spec, f);
+        const TwoPortS s = bandPassFilterS(design, f);
         EXPECT_GT(db(s[1][0]), -0.11) << f;
         EXPECT_LT(db(s[0][0]), -16.0) << f;
     }
     // Fifth order: far outside the band almost everything is reflected.
-    EXPECT_LT(db(bandPassFilterS(spec, 700)[1][0]), -60.0);
-    EXPECT_LT(db(bandPassFilterS(spec, 1400)[1][0]), -60.0);
-    EXPECT_GT(std::abs(bandPassFilterS(spec, 700)[0][0]), 0.999);
+    EXPECT_LT(db(bandPassFilterS(design, 700)[1][0]), -60.0);
+    EXPECT_LT(db(bandPassFilterS(design, 1400)[1][0]), -60.0);
+    EXPECT_GT(std::abs(bandPassFilterS(design, 700)[0][0]), 0.999);
 
-    spec.unloadedQ = 500; // resonator losses show as insertion loss at the centre
-    const double loss = db(bandPassFilterS(spec, 1000)[1][0]);
+    design.unloadedQ = 500; // resonator losses show as insertion loss at the centre
+    const double loss = db(bandPassFilterS(design, 1000)[1][0]);
     EXPECT_LT(loss, -0.2);
     EXPECT_GT(loss, -3.0);
 }

@@ -111,6 +111,14 @@ TEST(SimUploadAssembler, SplitUploadsAreJoinedAndStrayDatagramsAbandonThem) {
     EXPECT_FALSE(upload.expire(0.5));
     EXPECT_TRUE(upload.expire(1.5));
 
+    // An upload longer than the program memory is given up.
+    EXPECT_EQ(upload.feed("W0000aa", 2.0), UploadAssembler::Result::Incomplete);
+    const std::string chunk(1400, 'a');
+    UploadAssembler::Result result = UploadAssembler::Result::Incomplete;
+    for (int i = 0; i < 200 && result == UploadAssembler::Result::Incomplete; ++i)
+        result = upload.feed(chunk, 2.0);
+    EXPECT_EQ(result, UploadAssembler::Result::Abandoned);
+
     EXPECT_EQ(parseCommand("W0000abc\n").kind, CommandKind::Invalid);
     EXPECT_EQ(parseCommand("E00ff3A\n").value, 0x3A);
     EXPECT_EQ(parseCommand("B12\n").kind, CommandKind::Invalid);

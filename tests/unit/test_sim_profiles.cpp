@@ -10,6 +10,7 @@
 #include "hardware/frequency_synthesis.h"
 #include "prom/prom_validation.h"
 #include "sim/profiles.h"
+#include "sim/sim_unit.h"
 
 namespace Orvek {
 namespace Sim {
@@ -75,6 +76,26 @@ TEST(SimProfiles, BlankAndCorruptImagesDescribeNoUnit) {
     EXPECT_FALSE(hardwareFromImage(corrupt, hardware, problem));
     EXPECT_FALSE(problem.empty());
     EXPECT_EQ(hardware.receivers, 7) << "left untouched";
+}
+
+TEST(SimProfiles, AValidCustomImageDecidesWhatTheUnitIsABlankOneDoesNot) {
+    UnitConfig config;
+    config.address = "127.0.0.10";
+    config.profile = "none";
+    config.promImage = profilePromImage("simple-8port", 10);
+    const SimUnit eightPort(config);
+    EXPECT_EQ(eightPort.hardware().board, SWITCHBOARD_SIMPLE_8_PORT_SWITCH);
+    EXPECT_EQ(eightPort.dut().elements().size(), 5u);
+    EXPECT_EQ(eightPort.promContents()[6], 10);
+
+    config.promImage = blankPromImage(1024);
+    const SimUnit blank(config);
+    EXPECT_EQ(blank.hardware().board, SWITCHBOARD_NO_SWITCH_BOARD);
+    EXPECT_EQ(blank.hardware().promCapacity, 32768);
+    EXPECT_EQ(blank.promContents(), blankPromImage(32768));
+
+    config.address = "unit ten";
+    EXPECT_THROW(SimUnit{config}, std::invalid_argument);
 }
 
 TEST(SimProfiles, ImageFilesRoundTripAsHexAndLoadAsBinary) {

@@ -37,7 +37,7 @@ UnitHardware testHardware() {
 
 DutModel testDut() {
     DutModel dut;
-    BandPassFilterSpec filter;
+    BandPassFilterDesign filter;
     filter.centreMHz = 2000;
     filter.bandwidthMHz = 300;
     dut.connectFilter(0, 1, filter);

@@ -1,0 +1,115 @@
+// Exported sweep-setup functions: hop rate, frequency plan, exclusion bands, measurement type.
+#include "interface/task_handle.h"
+
+using Orvek::TarnTask;
+using Orvek::taskOf;
+
+extern "C" {
+
+TARN_API int setHopRate(task_t* handle, Orvek::Hop_Rate rate) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->setHopRate(rate) : -1;
+}
+
+TARN_API Orvek::Hop_Rate getHopRate(task_t* handle) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->getHopRate() : Orvek::HOP_UNDEFINED;
+}
+
+TARN_API int setFrequencies(task_t* handle, const double* frequencies, unsigned int count) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->setFrequencies(frequencies, count) : -1;
+}
+
+TARN_API int getNumberOfFrequencies(task_t* handle) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->getNumberOfFrequencies() : 0;
+}
+
+// n is the count the caller expects; the caller's array must hold all N stored frequencies.
+TARN_API int getFrequencies(task_t* handle, double* out, int n) {
+    TarnTask* task = taskOf(handle);
+    if (!task)
+        return -1;
+    const int stored = task->getNumberOfFrequencies();
+    if (stored < n)
+        return Orvek::ERR_TOO_MANY_POINTS;
+    const double* frequencies = task->getFrequencies();
+    for (int i = 0; i < stored; ++i)
+        out[i] = frequencies[i];
+    return Orvek::ERR_OK;
+}
+
+TARN_API int utilNearestLegalFreq(task_t* handle, double* frequency) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->utilNearestLegalFreq(*frequency) : -1;
+}
+
+TARN_API int utilFixLinearSweepLimits(task_t* handle, double* startMHz, double* stopMHz,
+                                      unsigned int points) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->utilFixLinearSweepLimits(*startMHz, *stopMHz, points) : -1;
+}
+
+TARN_API int utilGenerateLinearSweep(task_t* handle, double startMHz, double stopMHz,
+                                     unsigned int points) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->utilGenerateLinearSweep(startMHz, stopMHz, points) : -1;
+}
+
+TARN_API double getPreciseTimePerFrame(task_t* handle) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->getPreciseTimePerFrame() : -1.0;
+}
+
+TARN_API int addExclusionBand(task_t* handle, double lowMHz, double highMHz) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->addExclusionBand(lowMHz, highMHz) : -1;
+}
+
+TARN_API int clearExclusionBands(task_t* handle) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->clearExclusionBands() : -1;
+}
+
+TARN_API int getExclusionBandCount(task_t* handle, int* count) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->getExclusionBandCount(*count) : -1;
+}
+
+TARN_API int getExclusionBand(task_t* handle, int index, double* lowMHz, double* highMHz) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->getExclusionBand(index, *lowMHz, *highMHz) : -1;
+}
+
+// A null handle reports success here (0, the value of TASK_UNINITIALIZED).
+TARN_API int setMeasurementType(task_t* handle, Orvek::Program_Type type) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->setMeasurementType(type) : static_cast<int>(Orvek::TASK_UNINITIALIZED);
+}
+
+TARN_API Orvek::Program_Type getMeasurementType(task_t* handle) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->getMeasurementType() : Orvek::PROG_SYNC;
+}
+
+TARN_API int setSyncPulseMode(task_t* handle, Orvek::Sync_Pulse_Mode mode) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->setSyncPulseMode(mode) : Orvek::ERR_BAD_HANDLE;
+}
+
+TARN_API int getSyncPulseMode(task_t* handle, Orvek::Sync_Pulse_Mode* mode) {
+    TarnTask* task = taskOf(handle);
+    if (!task)
+        return Orvek::ERR_BAD_HANDLE;
+    *mode = task->getSyncPulseMode();
+    return Orvek::ERR_OK;
+}
+
+} // extern "C"
+
+// The task's own list; valid until the next setFrequencies.
+TARN_API const double* getFrequencies(task_t* handle) {
+    TarnTask* task = taskOf(handle);
+    return task ? task->getFrequencies() : nullptr;
+}

@@ -1,0 +1,55 @@
+#pragma once
+// Measurement tests against simulated units over the lab: a task initialised against a unit,
+// and the check of a measured path's extracted I/Q against the unit's own DUT model at the
+// task's (snapped) frequencies.
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sim/sim_unit.h"
+#include "task/sweep_data.h"
+#include "task/tarn_task.h"
+
+namespace tarnlab {
+
+// A simulated unit of `profile` in fast mode (no real-time pacing) unless `realTime`.
+Orvek::Sim::UnitConfig measureUnitConfig(const std::string& profile, const std::string& address,
+                                         std::uint16_t port, bool realTime = false);
+
+// A task for the unit at `address`:`port`, initialised (TASK_STOPPED). Null, with `problem`
+// set, when initialisation fails.
+std::unique_ptr<Orvek::TarnTask> initialisedTask(const std::string& address, std::uint16_t port,
+                                                 std::string& problem);
+
+// How the unit was set for a sweep, beyond what its registers still show afterwards.
+struct ModelOptions {
+    // Transmitter off at this frequency (MHz): exclusion bands.
+    std::function<bool(double)> transmitterOff;
+    // Receive synthesiser offset at this frequency (MHz), added to the intermediate frequency.
+    std::function<double(double)> receiverOffsetMHz;
+    // Largest accepted difference per I or Q value, in counts.
+    int tolerance = 1;
+};
+
+// What receiver `receiver` of `unit` reports at `freqMHz` on the path the switch board selects
+// for (tx, rx), with the unit's present gain, attenuation and amplifiers.
+Orvek::Sim::IqSample modelSample(const Orvek::Sim::SimUnit& unit, Orvek::TarnTask& task,
+                                 Orvek::Transmit_Path tx, Orvek::Receive_Path rx, double freqMHz,
+                                 int receiver, const ModelOptions& options = {});
+
+// Extracts the path's sweep and expects every enabled receiver's I/Q at every frequency to be
+// the model's. Returns the number of samples that were not zero (0 also on failure).
+int expectPathMatchesModel(Orvek::TarnTask& task, const Orvek::Sim::SimUnit& unit,
+                           Orvek::Transmit_Path tx, Orvek::Receive_Path rx,
+                           const ModelOptions& options = {});
+
+// The image bytes shown in an annotated program listing, as lower-case hex text in address
+// order; empty if the listing's addresses do not run on without a gap.
+std::string listingImageHex(const std::string& listing);
+
+// Lower-case hex text of image bytes.
+std::string imageHex(const std::vector<std::uint8_t>& image);
+
+} // namespace tarnlab
