@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <vector>
 
 #include "hardware/frequency_synthesis.h"
@@ -38,8 +40,15 @@ protected:
     }
     // Measures once and checks both paths; returns the first path's non-zero samples.
     int measureAndCheck(const tarnlab::ModelOptions& options = {}) {
+        const auto begun = std::chrono::steady_clock::now();
         EXPECT_EQ(task->start(), ERR_OK);
+        const auto started = std::chrono::steady_clock::now();
         EXPECT_EQ(task->measure(), ERR_OK);
+        const auto measured = std::chrono::steady_clock::now();
+        using Ms = std::chrono::duration<double, std::milli>;
+        std::printf("%d points x 2 paths: start %.1f ms, measure %.1f ms (fast unit)\n",
+                    task->getNumberOfFrequencies(), Ms(started - begun).count(),
+                    Ms(measured - started).count());
         const int first =
             tarnlab::expectPathMatchesModel(*task, *unit, TARN_TX_PATH_0, TARN_RX_PATH_1, options);
         EXPECT_GT(

@@ -1,9 +1,12 @@
 #include "prom_fixtures.h"
 
 #include <cmath>
-#include <cstring>
+#include <cstdio>
 #include <random>
-#include <sstream>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace tarntest {
 
@@ -63,100 +66,68 @@ PromParameters makeCompletePromParameters(int calibrationPoints, unsigned seed) 
 
 namespace {
 
-bool sameDouble(double a, double b) {
-    if (std::isnan(a) || std::isnan(b)) {
-        return std::isnan(a) && std::isnan(b);
+// Values are compared through their text: exact for numbers ("%.17g"), and any NaN equals any
+// other NaN (a NaN from a damaged image must survive its own re-encoding).
+template <typename T> std::string show(const T& value) {
+    if constexpr (std::is_arithmetic_v<T>) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.17g", static_cast<double>(value));
+        return std::isnan(static_cast<double>(value)) ? "nan" : text;
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        return '"' + value + '"';
+    } else {
+        std::string text = "[";
+        for (const auto& element : value) {
+            text += show(element) + " ";
+        }
+        return text + "]";
     }
-    return a == b;
 }
 
-class Differences {
-public:
-    template <typename T> void check(const char* name, const T& expected, const T& actual) {
-        if (!(expected == actual)) {
-            out_ << name << ": expected " << +expected << ", got " << +actual << "\n";
-        }
+// Names and texts of the values, the names taken from the stringified argument list.
+template <typename... T>
+std::vector<std::pair<std::string, std::string>> named(std::string names, const T&... values) {
+    std::vector<std::pair<std::string, std::string>> fields;
+    for (const std::string& text : {show(values)...}) {
+        const std::size_t comma = names.find(',');
+        fields.emplace_back(names.substr(0, comma), text);
+        names.erase(0, comma == std::string::npos ? comma : names.find_first_not_of(", ", comma));
     }
-    void checkDouble(const char* name, double expected, double actual) {
-        if (!sameDouble(expected, actual)) {
-            out_ << name << ": expected " << expected << ", got " << actual << "\n";
-        }
-    }
-    void checkText(const std::string& name, const std::string& expected,
-                   const std::string& actual) {
-        if (expected != actual) {
-            out_ << name << ": expected \"" << expected << "\", got \"" << actual << "\"\n";
-        }
-    }
-    std::string str() const { return out_.str(); }
+    return fields;
+}
+#define TARN_NAMED(...) named(#__VA_ARGS__, __VA_ARGS__)
 
-private:
-    std::ostringstream out_;
-};
+std::vector<std::pair<std::string, std::string>> describe(const PromParameters& p) {
+    std::string keys;
+    for (int key = 1; key <= Orvek::PromKey::Last; ++key) {
+        keys += p.isKeyPresent(key) ? '1' : '0';
+    }
+    auto fields = TARN_NAMED(
+        keys, p.Header_bytes[3], p.Header_bytes[16], p.Feature_flags, p.Switchboard_byte,
+        p.Header_tag, p.Prom_geometry_1, p.Prom_geometry_2, p.Minimum_freq, p.Maximum_freq,
+        p.Maximum_number_of_points, p.Number_of_band_boundaries, p.Band_boundaries, p.PLL_type,
+        p.Int_PLL_Div, p.Frac_PLL_MOD, p.Number_of_PLL_loop_gain_boundaries,
+        p.PLL_loop_gain_boundaries, p.PLL_loop_gain_boundary_addresses, p.PLL_prescaler_in_use,
+        p.PLL_prescaler_setting, p.DDS_reference_frequency, p.Master_clock_frequency, p.Reserved_27,
+        p.Unit_serial_number, p.Reserved_30, p.Reserved_31, p.Reserved_58, p.Reserved_59,
+        p.Number_of_calibration_points, p.Texts);
+    for (int c = 0; c < Orvek::kCalibrationColumns; ++c) {
+        fields.emplace_back("calibration column " + std::to_string(c), show(p.Calibration_data[c]));
+    }
+    return fields;
+}
 
 } // namespace
 
 ::testing::AssertionResult promParametersEqual(const PromParameters& e, const PromParameters& a) {
-    Differences d;
-    d.check("Header_tag", e.Header_tag, a.Header_tag);
-    d.check("Header byte 3", e.Header_bytes[3], a.Header_bytes[3]);
-    d.check("Header byte 16", e.Header_bytes[16], a.Header_bytes[16]);
-    for (int key = 1; key <= Orvek::PromKey::Last; ++key) {
-        if (e.isKeyPresent(key) != a.isKeyPresent(key)) {
-            d.check(("presence of key " + std::to_string(key)).c_str(), e.isKeyPresent(key),
-                    a.isKeyPresent(key));
+    const auto expected = describe(e), actual = describe(a);
+    std::string differences;
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        if (expected[i].second != actual[i].second) {
+            differences += expected[i].first + ": expected " + expected[i].second + ", got " +
+                           actual[i].second + "\n";
         }
     }
-    d.check("Prom_geometry_1", e.Prom_geometry_1, a.Prom_geometry_1);
-    d.check("Prom_geometry_2", e.Prom_geometry_2, a.Prom_geometry_2);
-    d.check("Minimum_freq", e.Minimum_freq, a.Minimum_freq);
-    d.check("Maximum_freq", e.Maximum_freq, a.Maximum_freq);
-    d.check("Maximum_number_of_points", e.Maximum_number_of_points, a.Maximum_number_of_points);
-    d.check("Number_of_band_boundaries", e.Number_of_band_boundaries, a.Number_of_band_boundaries);
-    for (size_t i = 0; i < e.Band_boundaries.size(); ++i) {
-        d.check("Band_boundaries", e.Band_boundaries[i], a.Band_boundaries[i]);
-    }
-    d.check("PLL_type", e.PLL_type, a.PLL_type);
-    d.check("Int_PLL_Div", e.Int_PLL_Div, a.Int_PLL_Div);
-    d.check("Frac_PLL_MOD", e.Frac_PLL_MOD, a.Frac_PLL_MOD);
-    d.check("Number_of_PLL_loop_gain_boundaries", e.Number_of_PLL_loop_gain_boundaries,
-            a.Number_of_PLL_loop_gain_boundaries);
-    for (size_t i = 0; i < 4; ++i) {
-        d.check("PLL_loop_gain_boundaries", e.PLL_loop_gain_boundaries[i],
-                a.PLL_loop_gain_boundaries[i]);
-        d.check("PLL_loop_gain_boundary_addresses", e.PLL_loop_gain_boundary_addresses[i],
-                a.PLL_loop_gain_boundary_addresses[i]);
-    }
-    d.check("PLL_prescaler_in_use", e.PLL_prescaler_in_use, a.PLL_prescaler_in_use);
-    d.check("PLL_prescaler_setting", e.PLL_prescaler_setting, a.PLL_prescaler_setting);
-    d.checkDouble("DDS_reference_frequency", e.DDS_reference_frequency, a.DDS_reference_frequency);
-    d.checkDouble("Master_clock_frequency", e.Master_clock_frequency, a.Master_clock_frequency);
-    d.check("Reserved_27", e.Reserved_27, a.Reserved_27);
-    d.check("Feature_flags", e.Feature_flags, a.Feature_flags);
-    d.check("Switchboard_byte", e.Switchboard_byte, a.Switchboard_byte);
-    d.check("Unit_serial_number", e.Unit_serial_number, a.Unit_serial_number);
-    d.check("Reserved_30", e.Reserved_30, a.Reserved_30);
-    d.check("Reserved_31", e.Reserved_31, a.Reserved_31);
-    d.check("Reserved_58", e.Reserved_58, a.Reserved_58);
-    d.check("Reserved_59", e.Reserved_59, a.Reserved_59);
-    d.check("Number_of_calibration_points", e.Number_of_calibration_points,
-            a.Number_of_calibration_points);
-    for (size_t i = 0; i < e.Texts.size(); ++i) {
-        d.checkText("text of key " + std::to_string(45 + i), e.Texts[i], a.Texts[i]);
-    }
-    for (int c = 0; c < Orvek::kCalibrationColumns; ++c) {
-        const auto& ec = e.Calibration_data[c];
-        const auto& ac = a.Calibration_data[c];
-        if (ec.size() != ac.size()) {
-            d.check(("size of calibration column " + std::to_string(c)).c_str(), ec.size(),
-                    ac.size());
-            continue;
-        }
-        for (size_t i = 0; i < ec.size(); ++i) {
-            d.checkDouble("calibration value", ec[i], ac[i]);
-        }
-    }
-    const std::string differences = d.str();
     if (differences.empty()) {
         return ::testing::AssertionSuccess();
     }

@@ -21,43 +21,26 @@ std::string invalidPromText(const std::function<void()>& action) {
 
 } // namespace
 
-TEST(FeatureFlags, BitPositions) {
-    const std::pair<Hardware_Features, int> table[] = {
+TEST(FeatureFlags, BitPositionsAndRefusedValues) {
+    const std::pair<Hardware_Features, int> bits[] = {
         {FEATURE_SWITCHBOARD_ATTENUATOR, 7}, {FEATURE_SHAFT_ENCODER, 0}, {FEATURE_SERIAL_PORT, 3},
-        {FEATURE_MULTIPLE_RECEIVERS, 6},     {FEATURE_FLAG_6, 2},        {FEATURE_FLAG_7, 1},
-    };
-    for (const auto& row : table) {
-        EXPECT_EQ(featureFlagToBitPosition(row.first), row.second) << row.first;
-    }
-}
-
-TEST(FeatureFlags, ValuesWithoutBitThrowTheirTexts) {
-    for (int retired : {8, 9}) {
-        EXPECT_EQ(invalidPromText(
-                      [&] { featureFlagToBitPosition(static_cast<Hardware_Features>(retired)); }),
-                  "Feature flag is no longer valid!");
-    }
-    for (int unknown : {-1, 0, 1, 10, 1000}) {
-        EXPECT_EQ(invalidPromText(
-                      [&] { featureFlagToBitPosition(static_cast<Hardware_Features>(unknown)); }),
-                  "Invalid feature flag option!");
-    }
+        {FEATURE_MULTIPLE_RECEIVERS, 6},     {FEATURE_FLAG_6, 2},        {FEATURE_FLAG_7, 1}};
     PromParameters p;
-    EXPECT_EQ(invalidPromText([&] { p.getFeatureFlag(FEATURE_RETIRED_8); }),
-              "Feature flag is no longer valid!");
-    EXPECT_EQ(invalidPromText([&] { p.setFeatureFlag(static_cast<Hardware_Features>(1), true); }),
-              "Invalid feature flag option!");
-}
-
-TEST(FeatureFlags, SetAndGetTouchOnlyTheirBit) {
-    PromParameters p;
-    p.setFeatureFlag(FEATURE_SWITCHBOARD_ATTENUATOR, true);
-    p.setFeatureFlag(FEATURE_SERIAL_PORT, true);
-    EXPECT_EQ(p.Feature_flags, 0x88);
-    EXPECT_TRUE(p.getFeatureFlag(FEATURE_SERIAL_PORT));
-    EXPECT_FALSE(p.getFeatureFlag(FEATURE_SHAFT_ENCODER));
-    p.setFeatureFlag(FEATURE_SWITCHBOARD_ATTENUATOR, false);
-    EXPECT_EQ(p.Feature_flags, 0x08);
+    for (const auto& [feature, bit] : bits) {
+        EXPECT_EQ(featureFlagToBitPosition(feature), bit);
+        p.Feature_flags = 0x55;
+        p.setFeatureFlag(feature, !(0x55 & (1 << bit)));
+        EXPECT_EQ(p.Feature_flags, 0x55 ^ (1 << bit)) << feature;
+        EXPECT_EQ(p.getFeatureFlag(feature), !(0x55 & (1 << bit)));
+    }
+    for (int value : {-1, 0, 1, 8, 9, 10}) {
+        const auto feature = static_cast<Hardware_Features>(value);
+        const char* text = value == 8 || value == 9 ? "Feature flag is no longer valid!"
+                                                    : "Invalid feature flag option!";
+        EXPECT_EQ(invalidPromText([&] { featureFlagToBitPosition(feature); }), text);
+        EXPECT_EQ(invalidPromText([&] { p.getFeatureFlag(feature); }), text);
+        EXPECT_EQ(invalidPromText([&] { p.setFeatureFlag(feature, true); }), text);
+    }
 }
 
 TEST(SwitchBoardType, LowNibbleOnlyAndRefusedValuesClearIt) {
@@ -66,34 +49,38 @@ TEST(SwitchBoardType, LowNibbleOnlyAndRefusedValuesClearIt) {
     EXPECT_EQ(invalidPromText([&] { p.getSwitchboardType(); }), "Unknown switchboard type value");
     p.setSwitchboardType(SWITCHBOARD_TDD_4_PORT_SWITCH);
     EXPECT_EQ(p.Switchboard_byte, 0x22);
-    EXPECT_EQ(p.getSwitchboardType(), SWITCHBOARD_TDD_4_PORT_SWITCH);
 
     p.Switchboard_byte = 0x93;
     EXPECT_EQ(invalidPromText([&] { p.setSwitchboardType(static_cast<SwitchBoard_Type>(5)); }),
               "Unknown switchboard type value");
     EXPECT_EQ(p.Switchboard_byte, 0x90); // cleared before the refusal
-    EXPECT_EQ(p.getSwitchboardType(), SWITCHBOARD_NO_SWITCH_BOARD);
 }
 
-TEST(FeatureFlagEntry, LegacyOneByteForm) {
+TEST(FeatureFlagEntry, OneAndTwoByteForms) {
     struct Case {
-        int byte;
-        uint8_t features;
-        SwitchBoard_Type board;
+        PromEntry entry;
+        int features, switchboardByte; // -1: the entry is ignored
     };
     const Case cases[] = {
-        {0x11, 0x01, SWITCHBOARD_TDD_4_PORT_SWITCH},
-        {0x20, 0x00, SWITCHBOARD_SIMPLE_4_PORT_SWITCH},
-        {0xC8, 0xC8, SWITCHBOARD_NO_SWITCH_BOARD},
+        // One byte: bit 4 names the TDD board, bit 5 the simple four-port board; the high
+        // nibble of the switch-board byte is carried, its low nibble replaced.
+        {{28, 1, {0x11}}, 0x01, 0xF2},
+        {{28, 1, {0x20}}, 0x00, 0xF1},
+        {{28, 1, {0xC8}}, 0xC8, 0xF0},
+        // Two bytes: bits 4 and 5 are ordinary feature bits.
+        {{28, 2, {0x30, 0xA4}}, 0x30, 0xA4},
+        // A length that disagrees with the data, or another size.
+        {{28, 2, {0x01}}, -1, 0},
+        {{28, 3, {1, 2, 3}}, -1, 0},
     };
     for (const Case& c : cases) {
         PromParameters p;
-        p.Switchboard_byte = 0xF3; // high nibble is carried, low nibble replaced
-        p.unpack_feature_flag_segment(PromEntry{28, 1, {c.byte}});
-        EXPECT_TRUE(p.isKeyPresent(28));
-        EXPECT_EQ(p.Feature_flags, c.features) << c.byte;
-        EXPECT_EQ(p.getSwitchboardType(), c.board) << c.byte;
-        EXPECT_EQ(p.Switchboard_byte & 0xF0, 0xF0);
+        p.Switchboard_byte = 0xF3;
+        p.unpack_feature_flag_segment(c.entry);
+        SCOPED_TRACE(c.entry.length);
+        EXPECT_EQ(p.isKeyPresent(28), c.features >= 0);
+        EXPECT_EQ(p.Feature_flags, c.features < 0 ? 0 : c.features);
+        EXPECT_EQ(p.Switchboard_byte, c.features < 0 ? 0xF3 : c.switchboardByte);
     }
 
     PromParameters both;
@@ -102,25 +89,4 @@ TEST(FeatureFlagEntry, LegacyOneByteForm) {
               }),
               "Multiple switchboard types in a single TARN?");
     EXPECT_FALSE(both.isKeyPresent(28));
-}
-
-TEST(FeatureFlagEntry, TwoByteFormAndOtherSizes) {
-    PromParameters p;
-    p.unpack_feature_flag_segment(PromEntry{28, 2, {0x80, 0x04}});
-    EXPECT_TRUE(p.isKeyPresent(28));
-    EXPECT_TRUE(p.getFeatureFlag(FEATURE_SWITCHBOARD_ATTENUATOR));
-    EXPECT_EQ(p.getSwitchboardType(), SWITCHBOARD_S_PARAMETER_SWITCH);
-    // In the two-byte form bits 4 and 5 are ordinary bits and stay set.
-    p.unpack_feature_flag_segment(PromEntry{28, 2, {0x30, 0xA1}});
-    EXPECT_EQ(p.Feature_flags, 0x30);
-    EXPECT_EQ(p.Switchboard_byte, 0xA1);
-
-    // A length field that disagrees with the data, or another size, is ignored.
-    for (const PromEntry& odd : {PromEntry{28, 2, {0x01}}, PromEntry{28, 1, {0x01, 0x02}},
-                                 PromEntry{28, 3, {1, 2, 3}}, PromEntry{28, 0, {}}}) {
-        PromParameters q;
-        q.unpack_feature_flag_segment(odd);
-        EXPECT_FALSE(q.isKeyPresent(28));
-        EXPECT_EQ(q.Feature_flags, 0);
-    }
 }

@@ -1,7 +1,6 @@
 // Generation of the measurement program: what the generated program makes the unit do (read
 // back from the compiled image), the packet plan the decoder relies on, the timing figures and
 // the listing kept with the program.
-#include <cctype>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -10,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include "hardware/point_timing.h"
-#include "measure_lab.h"
 #include "program/program_reader.h"
 #include "task/task_helpers.h"
 #include "task_test_access.h"
@@ -292,19 +290,6 @@ TEST_F(MeasurementProgram, UnknownSyncModeKeepsThePreviousProgram) {
     }
     EXPECT_EQ(state().compiledProgram.program, before.program);
     EXPECT_EQ(state().packetSizes, std::vector<int>{12});
-}
-
-TEST_F(MeasurementProgram, ListingShowsExactlyTheImage) {
-    makeTask(SWITCHBOARD_TDD_4_PORT_SWITCH);
-    sweep(500, 400.0, 10.0); // crosses bands 3 to 0
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_OK);
-    build();
-    std::string image = state().compiledProgram.program;
-    for (char& c : image)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    EXPECT_EQ(tarnlab::listingImageHex(state().programListing), image);
-    EXPECT_NE(state().programListing.find("#> Packet break, force UDP packet transmission."),
-              std::string::npos);
 }
 
 TEST_F(MeasurementProgram, PacketTimeOutCoversTheSlowestRateAndStaysBounded) {

@@ -43,12 +43,9 @@ const char* const kExampleHeader = "#>> Constructing program for tarn at IP: 10\
                                    "#>> Band boundary 7: 0\n"
                                    "#>> Band boundary 8: 0\n";
 
-TEST(ProgramListing, EmptyProgramIsTheHeaderAlone) {
-    EXPECT_EQ(ProgramSource().compiledHumanReadable(exampleUnit()), kExampleHeader);
-}
-
-TEST(ProgramListing, ShowsEveryCommandWithItsAddressAndBytes) {
+TEST(ProgramListing, ShowsTheUnitThenEveryCommandWithItsAddressAndBytes) {
     const PromParameters params = exampleUnit();
+    EXPECT_EQ(ProgramSource().compiledHumanReadable(params), kExampleHeader);
     ProgramSource source;
     source.add<CommentBreak>("Startup Section");
     source.add<Label>("startup");
