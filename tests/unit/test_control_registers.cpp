@@ -43,8 +43,9 @@ TEST(Reg80, BandCodesSwitchesAndComment) {
         auto reg = buildReg80(c.band, c.txPa, c.rxPa, c.txSwitch, c.reg82, c.suppliesOff);
         EXPECT_EQ(reg->address, 0x80u);
         EXPECT_EQ(reg->value, c.value) << c.band << " " << c.comment;
-        if (c.comment)
+        if (c.comment) {
             EXPECT_EQ(reg->comment, c.comment);
+        }
     }
     for (unsigned band : {4u, 0xFFFFFFFFu}) {
         try {
