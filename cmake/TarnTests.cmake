@@ -52,13 +52,6 @@ foreach(source ${TARN_LAB_TESTS})
     endif()
 endforeach()
 
-file(GLOB TARN_PY_TESTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/python/tests/test_*.py)
-foreach(source ${TARN_PY_TESTS})
-    get_filename_component(name ${source} NAME_WE)
-    add_test(NAME py.${name} COMMAND /usr/bin/python3 -m pytest -q ${source})
-    set_tests_properties(py.${name} PROPERTIES LABELS python
-        ENVIRONMENT "TARN_LIBRARY=$<TARGET_FILE:tarndll>;TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
-endforeach()
 
 # C consumers: compiled as C99 against the public header, linked with the shared library only.
 file(GLOB TARN_C_TESTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/c/test_c_*.c)
