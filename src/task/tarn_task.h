@@ -272,6 +272,8 @@ private:
     std::unique_ptr<TaskHelpers> helpers_;
 
     bool isNotStarted() const;
+    // Checks address and port, binds the shared endpoint and points it at this task's unit.
+    Err_Code connectEndpoint();
 };
 
 } // namespace Orvek

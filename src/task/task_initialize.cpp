@@ -49,33 +49,34 @@ Err_Code TarnTask::setIPPort(int port) {
     return ERR_OK;
 }
 
-Err_Code TarnTask::utilPingUnit(int attempts) {
+Err_Code TarnTask::connectEndpoint() {
     if (!state_->ipAddress)
         return ERR_MISSING_IP;
     if (state_->port == 0)
         return ERR_MISSING_PORT;
-    const std::shared_ptr<SocketManager>& endpoint = state_->socketManager;
-    int result = endpoint->bind_socket(static_cast<uint16_t>(state_->port), kReceiveBufferBytes);
+    const int result =
+        state_->socketManager->bind_socket(static_cast<uint16_t>(state_->port), kReceiveBufferBytes);
     if (result != 0)
         return static_cast<Err_Code>(result);
-    const std::string address = state_->ipAddress.get();
-    endpoint->set_current_dst_ip(address);
-    return haltExchange(endpoint, address, state_->timeout, attempts);
+    state_->socketManager->set_current_dst_ip(state_->ipAddress.get());
+    return ERR_OK;
+}
+
+Err_Code TarnTask::utilPingUnit(int attempts) {
+    const Err_Code connected = connectEndpoint();
+    if (connected != ERR_OK)
+        return connected;
+    return haltExchange(state_->socketManager, state_->ipAddress.get(), state_->timeout, attempts);
 }
 
 Err_Code TarnTask::initialize(bool (*progress)(int, void*), void* user) {
     if (state_->state != TASK_UNINITIALIZED)
         return ERR_WRONG_STATE;
-    if (!state_->ipAddress)
-        return ERR_MISSING_IP;
-    if (state_->port == 0)
-        return ERR_MISSING_PORT;
+    const Err_Code connected = connectEndpoint();
+    if (connected != ERR_OK)
+        return connected;
     const std::shared_ptr<SocketManager>& endpoint = state_->socketManager;
-    int result = endpoint->bind_socket(static_cast<uint16_t>(state_->port), kReceiveBufferBytes);
-    if (result != 0)
-        return static_cast<Err_Code>(result);
     const std::string address = state_->ipAddress.get();
-    endpoint->set_current_dst_ip(address);
 
     Err_Code ping = ERR_NO_RESPONSE;
     for (int round = 0; round < kPingRounds; ++round) {
@@ -87,6 +88,7 @@ Err_Code TarnTask::initialize(bool (*progress)(int, void*), void* user) {
         return ping;
 
     PromParameters& parameters = state_->promParameters;
+    int result = ERR_OK;
     try {
         result = TARN::downloadProm(endpoint, address, parameters, progress, user);
     } catch (const InvalidPromException&) {
