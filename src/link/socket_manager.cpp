@@ -10,17 +10,41 @@ namespace {
 using Clock = std::chrono::steady_clock;
 } // namespace
 
+// Registers a wait for one unit for as long as a receive_from runs (also while it waits for
+// its turn at the lock), so that interrupt(address) finds it.
+class SocketManager::WaitRegistration {
+public:
+    WaitRegistration(SocketManager& manager, const std::string& address)
+        : manager(manager), address(address) {
+        std::lock_guard<std::mutex> lock(manager.waitMutex);
+        ++manager.waits[address].waiters;
+    }
+    ~WaitRegistration() {
+        std::lock_guard<std::mutex> lock(manager.waitMutex);
+        auto found = manager.waits.find(address);
+        if (--found->second.waiters == 0) {
+            manager.waits.erase(found);
+        }
+    }
+
+private:
+    SocketManager& manager;
+    const std::string& address;
+};
+
 SocketManager::SocketManager() : messenger(std::make_unique<UDPMessenger>()) {}
 
 SocketManager::~SocketManager() {
     messenger->releaseSocket();
-    messenger.reset();
-    queues.clear();
 }
 
 int SocketManager::bind_socket(uint16_t port, unsigned long bufferSize) {
     std::lock_guard<std::mutex> lock(mutex);
-    return messenger->bind_socket(port, bufferSize);
+    const int result = messenger->bind_socket(port, bufferSize);
+    if (result == ERR_OK) {
+        queues.setUnitPort(port);
+    }
+    return result;
 }
 
 int SocketManager::releaseSocket() {
@@ -56,97 +80,82 @@ std::string SocketManager::get_current_dst_ip() {
 void SocketManager::set_current_dst_ip(const std::string& address) {
     std::lock_guard<std::mutex> lock(mutex);
     currentDstIp = address;
+    queues.address(address);
 }
 
 int SocketManager::send_to(const std::string& address, const std::vector<char>& bytes) {
     std::lock_guard<std::mutex> lock(mutex);
+    queues.address(address);
     return messenger->send_to(address, bytes);
 }
 
-int SocketManager::send_to(const std::string& address, const std::string& message) {
-    return send_to(address, std::vector<char>(message.begin(), message.end()));
+bool SocketManager::interrupted(const std::string& address) {
+    std::lock_guard<std::mutex> lock(waitMutex);
+    auto found = waits.find(address);
+    return found != waits.end() && found->second.interrupted;
 }
 
-// Deliberately without the lock: the receive to be ended holds it for its whole wait. The
-// messenger lives as long as the manager, and its flag and wake-up pipe are safe to touch
-// from any thread.
-void SocketManager::interrupt() {
-    messenger->interrupt();
-}
-
-bool SocketManager::takeFrom(const std::string& address, std::vector<char>& out) {
-    auto& queue = queues[address];
-    if (queue.empty()) {
-        return false;
+// Without the lock: the wait to be ended holds it. The flag is the waiter's own; waking the
+// messenger only makes the wait in progress look at its flag (another unit's wait re-arms and
+// goes on).
+void SocketManager::interrupt(const std::string& address) {
+    {
+        std::lock_guard<std::mutex> lock(waitMutex);
+        auto found = waits.find(address);
+        if (found == waits.end()) {
+            return;
+        }
+        found->second.interrupted = true;
     }
-    out = std::move(queue.front());
-    queue.pop_front();
-    return true;
+    messenger->interrupt();
 }
 
 int SocketManager::receive_from(std::vector<char>& out, const std::string& address, int timeoutMs,
                                 int pollMs) {
+    WaitRegistration registration(*this, address);
     std::lock_guard<std::mutex> lock(mutex);
-    // Armed once for the whole wait, so an interrupt between two of the receives below is not
-    // lost.
-    messenger->armWait();
-    receive_waiting_unlocked();
-    if (takeFrom(address, out)) {
+    queues.address(address);
+    messenger->receive_waiting(queues);
+    if (queues.take(address, out)) {
         return ERR_OK;
     }
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     Clock::time_point now;
     do {
+        // Armed before the flag is read: an interrupt after the check still ends the wait.
+        messenger->armWait();
+        if (interrupted(address)) {
+            return ERR_NO_RESPONSE;
+        }
         now = Clock::now();
         const long long remaining =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now).count();
         const int wait = now >= deadline || remaining < 1 ? 1 : static_cast<int>(remaining);
-        // A datagram from another sender is simply queued for it.
-        const int received = receive_any_unlocked(wait, pollMs, UDPMessenger::Wait::Continue);
-        if (takeFrom(address, out)) {
+        const int received =
+            messenger->receive_into(queues, wait, pollMs, UDPMessenger::Wait::Continue);
+        if (queues.take(address, out)) {
             return ERR_OK;
         }
         if (received == ERR_SOCKET) {
             return ERR_SOCKET; // closed or failing socket: nothing can arrive before the deadline
         }
-        if (messenger->waitInterrupted()) {
-            return ERR_NO_RESPONSE;
-        }
     } while (!(deadline < now));
     return ERR_NO_RESPONSE;
-}
-
-int SocketManager::receive_from(std::string& out, const std::string& address, int timeoutMs,
-                                int pollMs) {
-    std::vector<char> datagram;
-    const int result = receive_from(datagram, address, timeoutMs, pollMs);
-    out.assign(datagram.begin(), datagram.end());
-    return result;
 }
 
 int SocketManager::receive_from_any(std::vector<char>& out, std::string& source, int timeoutMs,
                                     int pollMs) {
     std::lock_guard<std::mutex> lock(mutex);
-    receive_waiting_unlocked();
-    auto firstWaiting = [this] {
-        for (auto it = queues.begin(); it != queues.end(); ++it) {
-            if (!it->second.empty()) {
-                return it;
-            }
-        }
-        return queues.end();
-    };
-    auto found = firstWaiting();
-    if (found == queues.end()) {
-        receive_any_unlocked(timeoutMs, pollMs);
-        found = firstWaiting();
-        if (found == queues.end()) {
+    messenger->receive_waiting(queues);
+    std::string unit;
+    if (!queues.firstWaiting(unit)) {
+        messenger->receive_into(queues, timeoutMs, pollMs);
+        if (!queues.firstWaiting(unit)) {
             return ERR_NO_RESPONSE;
         }
     }
-    source = found->first;
-    out = std::move(found->second.front());
-    found->second.pop_front();
+    source = unit;
+    queues.take(unit, out);
     return ERR_OK;
 }
 
@@ -158,18 +167,26 @@ int SocketManager::receive_from_any(std::string& out, std::string& source, int t
     return result;
 }
 
+std::size_t SocketManager::drain(const std::string& address) {
+    std::lock_guard<std::mutex> lock(mutex);
+    messenger->receive_waiting(queues);
+    return queues.drop(address);
+}
+
+void SocketManager::forget(const std::string& address) {
+    std::lock_guard<std::mutex> lock(mutex);
+    queues.forget(address);
+}
+
 void SocketManager::flush_buffers() {
     std::lock_guard<std::mutex> lock(mutex);
-    receive_waiting_unlocked();
-    queues.clear();
+    messenger->receive_waiting(queues);
+    queues.dropAll();
 }
 
-int SocketManager::receive_waiting_unlocked() {
-    return messenger->receive_waiting(queues);
-}
-
-int SocketManager::receive_any_unlocked(int timeoutMs, int pollMs, UDPMessenger::Wait wait) {
-    return messenger->receive_into(queues, timeoutMs, pollMs, wait);
+ReceiveQueues::Counters SocketManager::counters() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return queues.counters();
 }
 
 } // namespace Orvek

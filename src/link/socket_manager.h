@@ -1,73 +1,78 @@
 #pragma once
-// The one UDP endpoint through which every exchange with units goes. Several tasks (units) may
-// share it through std::shared_ptr; one mutex serialises every operation, held through the
-// whole wait of a receive. Datagrams are queued per sender address, so a datagram that arrives
-// for one unit while another is being waited for is kept for its owner.
+// The UDP endpoint through which every exchange with units goes. Several tasks (units) may
+// share it through std::shared_ptr. One mutex serialises the socket and the queues and is held
+// through the wait of a receive; datagrams are queued per unit (see ReceiveQueues for what is
+// admitted and how memory stays bounded), so a datagram that arrives for one unit while another
+// is waited for is kept for its owner, and no operation discards another unit's datagrams.
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "link/receive_queues.h"
+#include "link/transport.h"
 #include "link/udp_messenger.h"
 
 namespace Orvek {
 
-class SocketManager {
+class SocketManager : public Transport {
 public:
     SocketManager();
-    ~SocketManager();
+    ~SocketManager() override;
     SocketManager(const SocketManager&) = delete;
     SocketManager& operator=(const SocketManager&) = delete;
 
-    // Forwarded to the messenger (see UDPMessenger).
-    int bind_socket(uint16_t port, unsigned long bufferSize);
+    using Transport::receive_from;
+    using Transport::send_to;
+
+    // Forwarded to the messenger (see UDPMessenger). Datagrams are accepted from the bound
+    // port only.
+    int bind_socket(uint16_t port, unsigned long bufferSize) override;
     int releaseSocket();
     int get_port();
-    int get_buffer_size();
+    int get_buffer_size() override;
     int get_bytes_in_buffer();
     std::string get_current_bound_address();
 
-    // The unit address that the task in charge last selected ("" for a new manager).
-    std::string get_current_dst_ip();
-    void set_current_dst_ip(const std::string& address);
+    std::string get_current_dst_ip() override;
+    void set_current_dst_ip(const std::string& address) override;
 
-    // Split and paced as UDPMessenger::send_to. 0 or ERR_SOCKET.
-    int send_to(const std::string& address, const std::vector<char>& bytes);
-    // The string's bytes, without terminator.
-    int send_to(const std::string& address, const std::string& message);
+    int send_to(const std::string& address, const std::vector<char>& bytes) override;
 
-    // Ends a receive in progress (on any thread) within one poll interval; that receive
-    // returns ERR_NO_RESPONSE. Does not take the lock.
-    void interrupt();
-
-    // Next datagram from `address`. Datagrams from other senders that arrive meanwhile stay
-    // queued for them. Waits about timeoutMs (always one last short receive after the
-    // deadline). 0, or ERR_NO_RESPONSE with `out` unchanged (ERR_SOCKET when the socket is
-    // closed or fails).
-    int receive_from(std::vector<char>& out, const std::string& address, int timeoutMs, int pollMs);
-    // As above; `out` holds the datagram's bytes exactly, and is empty after a failure.
-    int receive_from(std::string& out, const std::string& address, int timeoutMs, int pollMs);
-    // Next datagram from any sender; among senders with waiting data the lowest address text
-    // (string order, not arrival order) goes first. 0 or ERR_NO_RESPONSE.
-    int receive_from_any(std::vector<char>& out, std::string& source, int timeoutMs, int pollMs);
+    int receive_from(std::vector<char>& out, const std::string& address, int timeoutMs,
+                     int pollMs) override;
+    int receive_from_any(std::vector<char>& out, std::string& source, int timeoutMs,
+                         int pollMs) override;
     int receive_from_any(std::string& out, std::string& source, int timeoutMs, int pollMs);
 
-    // Takes everything waiting off the socket and discards every queue.
-    void flush_buffers();
+    std::size_t drain(const std::string& address) override;
+    void forget(const std::string& address) override;
+    void interrupt(const std::string& address) override;
 
-    // The caller must hold the lock (only the manager's own operations do).
-    int receive_waiting_unlocked();
-    int receive_any_unlocked(int timeoutMs, int pollMs,
-                             UDPMessenger::Wait wait = UDPMessenger::Wait::Fresh);
+    // Takes everything waiting off the socket and discards every unit's queue (for tools and
+    // tests; the library's own exchanges drain only their unit).
+    void flush_buffers();
+    // Dropped and queued datagrams so far.
+    ReceiveQueues::Counters counters();
 
 private:
+    // Waits per unit address, so that an interrupt reaches only its own task's wait.
+    struct WaitSlot {
+        int waiters = 0;
+        bool interrupted = false;
+    };
+    class WaitRegistration;
+
     std::unique_ptr<UDPMessenger> messenger;
     std::string currentDstIp;
-    DatagramQueues queues;
+    ReceiveQueues queues;
     std::mutex mutex;
+    std::mutex waitMutex; // guards `waits` only; never held while taking `mutex`
+    std::map<std::string, WaitSlot> waits;
 
-    bool takeFrom(const std::string& address, std::vector<char>& out);
+    bool interrupted(const std::string& address);
 };
 
 } // namespace Orvek

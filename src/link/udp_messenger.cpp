@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <thread>
 
+#include "link/receive_queues.h"
 #include "tarndll.h"
 
 namespace Orvek {
@@ -245,7 +246,7 @@ int UDPMessenger::available_bytes() const {
 // cheap. An empty datagram (which a unit never sends) is discarded: FIONREAD cannot tell it
 // from an empty socket, and left in place it would hide everything queued behind it.
 int UDPMessenger::tryRead(char* buffer, std::size_t length, std::size_t& received,
-                          std::string& source) {
+                          std::string& source, uint16_t& sourcePort) {
     for (;;) {
         sockaddr_in sender{};
         socklen_t senderLength = sizeof sender;
@@ -253,6 +254,7 @@ int UDPMessenger::tryRead(char* buffer, std::size_t length, std::size_t& receive
                                      reinterpret_cast<sockaddr*>(&sender), &senderLength);
         if (got > 0) {
             source = dottedQuad(sender);
+            sourcePort = ntohs(sender.sin_port);
             received = static_cast<std::size_t>(got);
             return 1;
         }
@@ -312,6 +314,13 @@ bool UDPMessenger::waitInterrupted() const {
 
 int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& received,
                           std::string& source, int timeoutMs, int pollMs, Wait wait) {
+    uint16_t sourcePort = 0;
+    return receiveFrom(buffer, length, received, source, sourcePort, timeoutMs, pollMs, wait);
+}
+
+int UDPMessenger::receiveFrom(char* buffer, std::size_t length, std::size_t& received,
+                              std::string& source, uint16_t& sourcePort, int timeoutMs, int pollMs,
+                              Wait wait) {
     if (!state->isOpen || length == 0) {
         return ERR_SOCKET;
     }
@@ -320,7 +329,7 @@ int UDPMessenger::receive(char* buffer, std::size_t length, std::size_t& receive
     }
     auto keepGoing = [&] { return timeoutMs != 0 && state->keepWaiting.load(); };
     // 1: got one, 0: nothing yet, -1: socket failure.
-    auto check = [&] { return tryRead(buffer, length, received, source); };
+    auto check = [&] { return tryRead(buffer, length, received, source, sourcePort); };
     auto outcome = [](int checked) { return checked > 0 ? ERR_OK : ERR_SOCKET; };
 
     if (pollMs <= 0) {
@@ -386,20 +395,7 @@ int UDPMessenger::receive(std::vector<char>& out, std::string& source, int timeo
     return result;
 }
 
-namespace {
-
-void enqueue(DatagramQueues& queues, const std::string& sender, const char* data,
-             std::size_t length) {
-    auto& queue = queues[sender];
-    if (queue.size() >= UDPMessenger::maxQueuedPerSender) {
-        queue.pop_front();
-    }
-    queue.emplace_back(data, data + length);
-}
-
-} // namespace
-
-int UDPMessenger::receive_waiting(DatagramQueues& queues) {
+int UDPMessenger::receive_waiting(ReceiveQueues& queues) {
     if (!state->isOpen) {
         return ERR_SOCKET;
     }
@@ -407,25 +403,27 @@ int UDPMessenger::receive_waiting(DatagramQueues& queues) {
     for (;;) {
         std::size_t received = 0;
         std::string sender;
-        const int checked = tryRead(buffer.data(), buffer.size(), received, sender);
+        uint16_t senderPort = 0;
+        const int checked = tryRead(buffer.data(), buffer.size(), received, sender, senderPort);
         if (checked < 0) {
             return ERR_SOCKET;
         }
         if (checked == 0) {
             return ERR_OK;
         }
-        enqueue(queues, sender, buffer.data(), received);
+        queues.deliver(sender, senderPort, buffer.data(), received);
     }
 }
 
-int UDPMessenger::receive_into(DatagramQueues& queues, int timeoutMs, int pollMs, Wait wait) {
+int UDPMessenger::receive_into(ReceiveQueues& queues, int timeoutMs, int pollMs, Wait wait) {
     std::vector<char>& buffer = state->scratch;
     std::size_t received = 0;
     std::string sender;
-    const int result =
-        receive(buffer.data(), buffer.size(), received, sender, timeoutMs, pollMs, wait);
+    uint16_t senderPort = 0;
+    const int result = receiveFrom(buffer.data(), buffer.size(), received, sender, senderPort,
+                                   timeoutMs, pollMs, wait);
     if (result == ERR_OK) {
-        enqueue(queues, sender, buffer.data(), received);
+        queues.deliver(sender, senderPort, buffer.data(), received);
     }
     return result;
 }

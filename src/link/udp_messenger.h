@@ -6,16 +6,13 @@
 // serialises its use. Every failure is an Err_Code; nothing throws.
 #include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace Orvek {
 
-// Received datagrams per sender (dotted quad), oldest first.
-using DatagramQueues = std::map<std::string, std::deque<std::vector<char>>>;
+class ReceiveQueues;
 
 class UDPMessenger {
 public:
@@ -30,8 +27,6 @@ public:
     static constexpr int spinPolls = 700;
     // Receive buffer requested unless told otherwise: the unit streams packets in bursts.
     static constexpr unsigned long defaultBufferSize = 8388608;
-    // A sender whose queue already holds this many datagrams loses its oldest ones.
-    static constexpr std::size_t maxQueuedPerSender = 16384;
 
     // Whether a timed receive starts a new wait (re-arming the interrupt flag) or continues
     // one that the caller armed with armWait().
@@ -73,11 +68,12 @@ public:
     // As above into a 9001-byte buffer; on success `out` holds all 9001 bytes whatever the
     // datagram's length (callers of this form know the length from the content).
     int receive(std::vector<char>& out, std::string& source, int timeoutMs, int pollMs);
-    // Moves every datagram already waiting into `queues` without waiting. 0 or ERR_SOCKET.
-    int receive_waiting(DatagramQueues& queues);
-    // One timed receive; on success the datagram (exactly its bytes) is appended to its
-    // sender's queue. On failure the map is untouched and the receive's code returned.
-    int receive_into(DatagramQueues& queues, int timeoutMs, int pollMs, Wait wait = Wait::Fresh);
+    // Hands every datagram already waiting to `queues` (which admits or drops it) without
+    // waiting. 0 or ERR_SOCKET.
+    int receive_waiting(ReceiveQueues& queues);
+    // One timed receive; on success the datagram (exactly its bytes, with its sender's address
+    // and port) goes to `queues`. Otherwise the receive's code.
+    int receive_into(ReceiveQueues& queues, int timeoutMs, int pollMs, Wait wait = Wait::Fresh);
 
     // Starts a wait that several receives with Wait::Continue share.
     void armWait();
@@ -94,7 +90,10 @@ private:
     struct State;
     std::unique_ptr<State> state;
 
-    int tryRead(char* buffer, std::size_t length, std::size_t& received, std::string& source);
+    int tryRead(char* buffer, std::size_t length, std::size_t& received, std::string& source,
+                uint16_t& sourcePort);
+    int receiveFrom(char* buffer, std::size_t length, std::size_t& received, std::string& source,
+                    uint16_t& sourcePort, int timeoutMs, int pollMs, Wait wait);
     bool waitReadable(int timeoutMs);
 };
 

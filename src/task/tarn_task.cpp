@@ -21,7 +21,11 @@ TarnTask::TarnTask(TarnTask& other) : TarnTask() {
     state_->socketManager = other.state_->socketManager;
 }
 
-TarnTask::~TarnTask() = default;
+TarnTask::~TarnTask() {
+    // What the unit left queued on a shared endpoint goes with its task.
+    if (state_->ipAddress)
+        state_->socketManager->forget(state_->ipAddress.get());
+}
 
 bool TarnTask::isNotStarted() const {
     return state_->state == TASK_UNINITIALIZED || state_->state == TASK_STOPPED;

@@ -21,7 +21,7 @@
 
 namespace Orvek {
 
-class SocketManager;
+class Transport;
 class SwitchBoardState;
 struct SweepData;
 
@@ -54,7 +54,7 @@ struct TaskState {
     std::unique_ptr<char[]> ipAddress; // null until setIPAddress
     int port = 0;
     unsigned int timeout = 100; // milliseconds, for every command exchange with the unit
-    std::shared_ptr<SocketManager> socketManager;
+    std::shared_ptr<Transport> socketManager; // the UDP endpoint, shared by an array's tasks
     Hop_Rate hopRate = HOP_UNDEFINED;
     Rx_Attenuation switchboardAttenuation = ATTEN_UNDEFINED;
     Rx_Gain receiverGain = TARN_GAIN_USE_DEFAULT;
