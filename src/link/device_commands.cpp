@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "link/socket_manager.h"
+#include "link/transport.h"
 #include "tarndll.h"
 
 namespace Orvek {
@@ -21,7 +21,7 @@ constexpr std::size_t minimumPacketSize = 5;
 
 } // namespace
 
-int getFirmwareVersion(const std::shared_ptr<SocketManager>& endpoint, const std::string& address) {
+int getFirmwareVersion(const Endpoint& endpoint, const std::string& address) {
     if (endpoint->send_to(address, std::string("V\n")) != ERR_OK) {
         return 0;
     }
@@ -38,7 +38,7 @@ int getFirmwareVersion(const std::shared_ptr<SocketManager>& endpoint, const std
 
 namespace TARN {
 
-int sendMessage(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
+int sendMessage(const Endpoint& endpoint, const std::string& address,
                 const std::vector<char>& message, std::vector<char>& reply, int timeoutMs,
                 int pollMs) {
     const int sent = endpoint->send_to(address, message);
@@ -48,8 +48,8 @@ int sendMessage(const std::shared_ptr<SocketManager>& endpoint, const std::strin
     return endpoint->receive_from(reply, address, timeoutMs, pollMs);
 }
 
-int sendMessage(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
-                const std::string& message, std::string& reply, int timeoutMs, int pollMs) {
+int sendMessage(const Endpoint& endpoint, const std::string& address, const std::string& message,
+                std::string& reply, int timeoutMs, int pollMs) {
     std::vector<char> received;
     const int result =
         sendMessage(endpoint, address, std::vector<char>(message.begin(), message.end()), received,
@@ -58,9 +58,10 @@ int sendMessage(const std::shared_ptr<SocketManager>& endpoint, const std::strin
     return result;
 }
 
-int runProgram(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
-               const EntryPoint& entry, std::vector<PacketData>& packets, bool sendBegin) {
+int runProgram(const Endpoint& endpoint, const std::string& address, const EntryPoint& entry,
+               std::vector<PacketData>& packets, bool sendBegin) {
     if (sendBegin) {
+        // Run from the entry's address.
         char command[16];
         std::snprintf(command, sizeof command, "B%04x\n", entry.address & 0xFFFFu);
         const int sent = endpoint->send_to(address, std::string(command));
@@ -88,7 +89,7 @@ int runProgram(const std::shared_ptr<SocketManager>& endpoint, const std::string
     return ERR_OK;
 }
 
-int receiveMultiple(const std::shared_ptr<SocketManager>& endpoint,
+int receiveMultiple(const Endpoint& endpoint,
                     std::vector<std::pair<std::string, std::vector<char>>>& datagrams,
                     int timeoutMs, int expectedCount, ProgressCallback callback, void* context) {
     const int allowedEmptyPasses = timeoutMs / collectPassMs;

@@ -1,6 +1,6 @@
 // Program upload: the compiled image goes to the unit as one hex text command.
 #include "link/device_commands.h"
-#include "link/socket_manager.h"
+#include "link/transport.h"
 #include "program/program_source.h"
 #include "tarndll.h"
 
@@ -13,7 +13,7 @@ constexpr int uploadAckTimeoutMs = 5000;
 constexpr int uploadAckPollMs = 50;
 } // namespace
 
-int uploadProgram(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
+int uploadProgram(const Endpoint& endpoint, const std::string& address,
                   const CompiledProgram& program) {
     if (program.program.size() > maxProgramTextLength) {
         return ERR_PROG_OVERFLOW;
@@ -28,10 +28,11 @@ int uploadProgram(const std::shared_ptr<SocketManager>& endpoint, const std::str
     if (sent != ERR_OK) {
         return sent;
     }
-    // The acknowledgement is taken from the unit the task selected before uploading.
+    // Taken from the unit uploaded to, not from whichever unit is selected: another task
+    // sharing the endpoint may select its own unit meanwhile.
     std::vector<char> reply;
-    const int received = endpoint->receive_from(reply, endpoint->get_current_dst_ip(),
-                                                uploadAckTimeoutMs, uploadAckPollMs);
+    const int received =
+        endpoint->receive_from(reply, address, uploadAckTimeoutMs, uploadAckPollMs);
     if (received != ERR_OK) {
         return received;
     }

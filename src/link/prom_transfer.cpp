@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <deque>
 #include <thread>
 
-#include "link/socket_manager.h"
 #include "prom/prom_parameters.h"
 #include "tarndll.h"
 
@@ -13,7 +13,8 @@ namespace Orvek {
 
 namespace {
 
-// Per-byte exchanges, in milliseconds. Reads are answered at once; a unit that misses one is
+// Per-byte exchanges, in milliseconds. The unit answers a read at once; a slow network or a
+// busy unit gets the task's time-out, never less than these. A unit that misses a read is
 // halted and asked again with a longer wait.
 constexpr int readTimeoutMs = 100;
 constexpr int haltTimeoutMs = 150;
@@ -34,6 +35,8 @@ constexpr int maxAttempts = 25;
 constexpr int headerBytes = 20;
 constexpr int probeLastAddress = 33;
 constexpr long long maxPromBytes = 0x10000;
+// Datagrams that answer nothing asked (a unit still streaming) that one wait puts up with.
+constexpr int maxUnaskedReplies = 64;
 
 void pause(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
@@ -54,47 +57,81 @@ bool parseHexByte(const std::string& reply, int& value) {
     return true;
 }
 
-// One byte read: "E%04x\n" answered by two hex digits from the unit in charge.
-int readOneByte(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
-                int promAddress, int& value) {
-    const std::string command = readCommand(promAddress);
-    int result = endpoint->send_to(address, command);
-    if (result != ERR_OK) {
-        return result;
+bool isPrompt(const std::string& reply) {
+    return reply.size() >= 3 && reply.compare(0, 3, "\r\n>") == 0;
+}
+
+// A session of PROM reads with one unit. Byte replies carry no address, so a reply that comes
+// after its wait ended must not be taken for the next byte. The unit answers every command
+// once and in order: a byte read with two hex digits, a halt with its prompt. The session
+// keeps the requests not yet answered, oldest first; a reply answers the oldest request of its
+// kind, and the requests before that one are lost. Only the answer to the latest request is
+// used; earlier (late) answers are dropped.
+class PromReadSession {
+public:
+    PromReadSession(const Endpoint& endpoint, const std::string& address, int timeoutMs)
+        : endpoint(endpoint), address(address), readMs(std::max(readTimeoutMs, timeoutMs)),
+          haltMs(std::max(haltTimeoutMs, timeoutMs)),
+          rereadMs(std::max(rereadTimeoutMs, timeoutMs)) {
+        // Stale datagrams of this unit only; other units' queues belong to other tasks.
+        endpoint->drain(address);
     }
-    std::string reply;
-    result =
-        endpoint->receive_from(reply, endpoint->get_current_dst_ip(), readTimeoutMs, bytePollMs);
-    if (result == ERR_NO_RESPONSE) {
-        // Recovery: halt whatever the unit is doing, then ask once more.
-        result = endpoint->send_to(address, std::string("Q\n"));
-        if (result != ERR_OK) {
-            return result;
-        }
-        endpoint->receive_from(reply, endpoint->get_current_dst_ip(), haltTimeoutMs, bytePollMs);
-        // A loaded host can time out just before the byte arrives: drop that late answer (and
-        // a late prompt) so the second read is matched with its own reply, not a stale one.
-        std::string stale;
-        for (int dropped = 0; dropped < 1024; ++dropped) {
-            if (endpoint->receive_from(stale, endpoint->get_current_dst_ip(), 0, bytePollMs) != ERR_OK) {
-                break;
+
+    // "E%04x\n" answered by two hex digits; a silent unit is halted and asked once more.
+    int readByte(int promAddress, int& value) {
+        const std::string command = readCommand(promAddress);
+        std::string reply;
+        int result = exchange(command, Kind::Byte, readMs, reply);
+        if (result == ERR_NO_RESPONSE) {
+            std::string prompt;
+            result = exchange("Q\n", Kind::Halt, haltMs, prompt);
+            if (result != ERR_SOCKET) {
+                result = exchange(command, Kind::Byte, rereadMs, reply);
             }
         }
-        result = endpoint->send_to(address, command);
         if (result != ERR_OK) {
             return result;
         }
-        result = endpoint->receive_from(reply, endpoint->get_current_dst_ip(), rereadTimeoutMs,
-                                        bytePollMs);
+        if (reply.size() < 2 || !parseHexByte(reply, value)) {
+            return ERR_BYTES;
+        }
+        return ERR_OK;
     }
-    if (result != ERR_OK) {
-        return result;
+
+private:
+    enum class Kind { Byte, Halt };
+
+    const Endpoint& endpoint;
+    const std::string& address;
+    const int readMs, haltMs, rereadMs;
+    std::deque<Kind> unanswered;
+
+    int exchange(const std::string& command, Kind kind, int timeoutMs, std::string& reply) {
+        const int sent = endpoint->send_to(address, command);
+        if (sent != ERR_OK) {
+            return sent;
+        }
+        unanswered.push_back(kind);
+        for (int unasked = 0; unasked < maxUnaskedReplies;) {
+            const int received = endpoint->receive_from(reply, address, timeoutMs, bytePollMs);
+            if (received != ERR_OK) {
+                return received;
+            }
+            const Kind answers = isPrompt(reply) ? Kind::Halt : Kind::Byte;
+            const auto request = std::find(unanswered.begin(), unanswered.end(), answers);
+            if (request == unanswered.end()) {
+                ++unasked;
+                continue;
+            }
+            const bool latest = request + 1 == unanswered.end();
+            unanswered.erase(unanswered.begin(), request + 1);
+            if (latest) {
+                return ERR_OK;
+            }
+        }
+        return ERR_NO_RESPONSE;
     }
-    if (reply.size() < 2 || !parseHexByte(reply, value)) {
-        return ERR_BYTES;
-    }
-    return ERR_OK;
-}
+};
 
 bool allBlank(const std::vector<int>& bytes) {
     for (int byte : bytes) {
@@ -109,11 +146,28 @@ int percentOf(int done, int total) {
     return static_cast<int>(100.0f * static_cast<float>(done) / static_cast<float>(total));
 }
 
+int readRange(PromReadSession& session, int first, int last, std::vector<int>& bytes) {
+    bytes.clear();
+    if (last < first) {
+        return ERR_OK;
+    }
+    bytes.reserve(static_cast<std::size_t>(last - first) + 1);
+    for (int promAddress = first; promAddress <= last; ++promAddress) {
+        int value = 0;
+        const int result = session.readByte(promAddress, value);
+        if (result != ERR_OK) {
+            return result;
+        }
+        bytes.push_back(value);
+    }
+    return ERR_OK;
+}
+
 // Writes `image` from address 0 between write enable and disable; the per-byte results do not
 // change the outcome, but the unit is never left write-enabled.
-int writeImage(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
-               const std::vector<int>* image, int byteCount, int fillValue,
-               TARN::ProgressCallback callback, void* context, bool reportStart) {
+int writeImage(const Endpoint& endpoint, const std::string& address, const std::vector<int>* image,
+               int byteCount, int fillValue, TARN::ProgressCallback callback, void* context,
+               bool reportStart) {
     std::string reply;
     const int enabled =
         TARN::sendMessage(endpoint, address, "ZB601\n", reply, enableTimeoutMs, enablePollMs);
@@ -135,27 +189,14 @@ int writeImage(const std::shared_ptr<SocketManager>& endpoint, const std::string
 
 } // namespace
 
-int readPromBytes(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
-                  int first, int last, std::vector<int>& bytes) {
-    endpoint->flush_buffers();
-    bytes.clear();
-    if (last < first) {
-        return ERR_OK;
-    }
-    bytes.reserve(static_cast<std::size_t>(last - first) + 1);
-    for (int promAddress = first; promAddress <= last; ++promAddress) {
-        int value = 0;
-        const int result = readOneByte(endpoint, address, promAddress, value);
-        if (result != ERR_OK) {
-            return result;
-        }
-        bytes.push_back(value);
-    }
-    return ERR_OK;
+int readPromBytes(const Endpoint& endpoint, const std::string& address, int first, int last,
+                  std::vector<int>& bytes, int timeoutMs) {
+    PromReadSession session(endpoint, address, timeoutMs);
+    return readRange(session, first, last, bytes);
 }
 
-int writePromByte(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
-                  int promAddress, int value) {
+int writePromByte(const Endpoint& endpoint, const std::string& address, int promAddress,
+                  int value) {
     char write[16];
     std::snprintf(write, sizeof write, "E%04x%02x\n", static_cast<unsigned>(promAddress) & 0xFFFFu,
                   static_cast<unsigned>(value) & 0xFFu);
@@ -192,17 +233,18 @@ int writePromByte(const std::shared_ptr<SocketManager>& endpoint, const std::str
 
 namespace TARN {
 
-int downloadProm(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
-                 PromParameters& parameters, ProgressCallback callback, void* context) {
+int downloadProm(const Endpoint& endpoint, const std::string& address, PromParameters& parameters,
+                 ProgressCallback callback, void* context, int timeoutMs) {
+    PromReadSession session(endpoint, address, timeoutMs);
     std::vector<int> bytes;
-    int result = readPromBytes(endpoint, address, 0, probeLastAddress, bytes);
+    int result = readRange(session, 0, probeLastAddress, bytes);
     if (result != ERR_OK) {
         return result;
     }
     if (allBlank(bytes)) {
         return ERR_EMPTY_PROM;
     }
-    result = readPromBytes(endpoint, address, headerBytes, headerBytes + 1, bytes);
+    result = readRange(session, headerBytes, headerBytes + 1, bytes);
     if (result != ERR_OK) {
         return result;
     }
@@ -210,7 +252,6 @@ int downloadProm(const std::shared_ptr<SocketManager>& endpoint, const std::stri
     // ignores a tail shorter than an entry header plus one byte.
     const int total = bytes[0] * 256 + bytes[1] + headerBytes;
 
-    endpoint->flush_buffers();
     if (callback != nullptr && !callback(0, context)) {
         return ERR_INTERRUPTED;
     }
@@ -218,7 +259,7 @@ int downloadProm(const std::shared_ptr<SocketManager>& endpoint, const std::stri
     image.reserve(static_cast<std::size_t>(total));
     for (int promAddress = 0; promAddress < total; ++promAddress) {
         int value = 0;
-        result = readOneByte(endpoint, address, promAddress, value);
+        result = session.readByte(promAddress, value);
         if (result != ERR_OK) {
             return result;
         }
@@ -234,8 +275,7 @@ int downloadProm(const std::shared_ptr<SocketManager>& endpoint, const std::stri
     parameters.interpretFullBytestream(image);
     return ERR_OK;
 }
-
-int eraseProm(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
+int eraseProm(const Endpoint& endpoint, const std::string& address,
               const PromParameters& parameters, ProgressCallback callback, void* context) {
     // PROM addresses are 16 bits wide: a larger geometry product (only from a corrupt PROM)
     // would just erase the same bytes again, for hours.
@@ -245,15 +285,15 @@ int eraseProm(const std::shared_ptr<SocketManager>& endpoint, const std::string&
     return writeImage(endpoint, address, nullptr, capacity, 0xFF, callback, context, false);
 }
 
-int uploadProm(const std::shared_ptr<SocketManager>& endpoint, const std::string& address,
+int uploadProm(const Endpoint& endpoint, const std::string& address,
                const PromParameters& parameters, ProgressCallback callback, void* context,
                bool keepBlankImage) {
     std::vector<int> image;
     bool haveImage = false;
     if (keepBlankImage) {
         std::vector<int> listLength;
-        const int result =
-            readPromBytes(endpoint, address, headerBytes, headerBytes + 1, listLength);
+        const int result = readPromBytes(endpoint, address, headerBytes, headerBytes + 1,
+                                         listLength, readTimeoutMs);
         if (result != ERR_OK) {
             return result;
         }

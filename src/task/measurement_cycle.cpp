@@ -1,19 +1,16 @@
 // The measurement life of a task on its unit: start (build, upload, run the start-up section),
 // synchronous and free-running sweeps, halting, interruption and stop.
-#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "link/device_commands.h"
-#include "link/socket_manager.h"
+#include "link/transport.h"
 #include "task/halt_exchange.h"
 #include "task/task_helpers.h"
 
 namespace Orvek {
 namespace {
 
-// Poll interval of every command exchange of the task with its unit (ms).
-constexpr int kCommandPollMs = 50;
 // How often to try the halt exchange before the unit counts as silent.
 constexpr int kHaltAttempts = 5;
 
@@ -64,7 +61,7 @@ Err_Code TarnTask::beginAsync() {
         return ERR_WRONG_PROGRAM_TYPE;
     if (s.sweepTriggerType == TRIGGER_SOFTWARE) {
         // Run from the program counter, which start() or haltAsync() left at the jump table.
-        const int result = s.socketManager->send_to(s.ipAddress.get(), std::string("B\n"));
+        const int result = TARN::beginAtProgramCounter(s.socketManager, s.ipAddress.get());
         if (result != ERR_OK)
             return static_cast<Err_Code>(result);
     }
@@ -103,7 +100,8 @@ Err_Code TarnTask::interruptMeasurement() {
     if (state_->state != TASK_STARTED)
         return ERR_WRONG_STATE;
     helpers_->interruptRequested = true;
-    state_->socketManager->interrupt();
+    if (state_->ipAddress)
+        state_->socketManager->interrupt(state_->ipAddress.get());
     return ERR_OK;
 }
 
@@ -118,11 +116,8 @@ int TarnTask::TaskHelpers::setPcToMainEntryPoint() {
     const TaskState& s = *task->state_;
     if (s.state != TASK_STARTED)
         return ERR_WRONG_STATE;
-    char command[16];
-    std::snprintf(command, sizeof command, "W%04x\n", s.mainEntryPoint.address & 0xFFFFu);
-    std::string reply;
-    return TARN::sendMessage(s.socketManager, s.ipAddress.get(), std::string(command), reply,
-                             static_cast<int>(s.timeout), kCommandPollMs);
+    return TARN::setProgramCounter(s.socketManager, s.ipAddress.get(), s.mainEntryPoint.address,
+                                   static_cast<int>(s.timeout));
 }
 
 Err_Code TarnTask::TaskHelpers::doMeasure(bool async) {

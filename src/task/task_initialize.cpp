@@ -3,9 +3,8 @@
 
 #include "interface/exceptions.h"
 #include "link/prom_transfer.h"
-#include "link/socket_manager.h"
+#include "link/transport.h"
 #include "prom/prom_validation.h"
-#include "task/halt_exchange.h"
 #include "task/tarn_task.h"
 #include "task/task_helpers.h"
 
@@ -30,6 +29,9 @@ Err_Code TarnTask::setIPAddress(const char* address) {
         return ERR_WRONG_STATE;
     if (address == nullptr)
         return ERR_MISSING_IP;
+    // The old unit's datagrams are no longer this task's to keep.
+    if (state_->ipAddress && std::strcmp(state_->ipAddress.get(), address) != 0)
+        state_->socketManager->forget(state_->ipAddress.get());
     std::size_t length = std::strlen(address);
     auto copy = std::make_unique<char[]>(length + 1);
     std::memcpy(copy.get(), address, length + 1);
@@ -54,8 +56,8 @@ Err_Code TarnTask::connectEndpoint() {
         return ERR_MISSING_IP;
     if (state_->port == 0)
         return ERR_MISSING_PORT;
-    const int result =
-        state_->socketManager->bind_socket(static_cast<uint16_t>(state_->port), kReceiveBufferBytes);
+    const int result = state_->socketManager->bind_socket(static_cast<uint16_t>(state_->port),
+                                                          kReceiveBufferBytes);
     if (result != 0)
         return static_cast<Err_Code>(result);
     state_->socketManager->set_current_dst_ip(state_->ipAddress.get());
@@ -75,7 +77,7 @@ Err_Code TarnTask::initialize(bool (*progress)(int, void*), void* user) {
     const Err_Code connected = connectEndpoint();
     if (connected != ERR_OK)
         return connected;
-    const std::shared_ptr<SocketManager>& endpoint = state_->socketManager;
+    const std::shared_ptr<Transport>& endpoint = state_->socketManager;
     const std::string address = state_->ipAddress.get();
 
     Err_Code ping = ERR_NO_RESPONSE;
@@ -90,7 +92,8 @@ Err_Code TarnTask::initialize(bool (*progress)(int, void*), void* user) {
     PromParameters& parameters = state_->promParameters;
     int result = ERR_OK;
     try {
-        result = TARN::downloadProm(endpoint, address, parameters, progress, user);
+        result = TARN::downloadProm(endpoint, address, parameters, progress, user,
+                                    static_cast<int>(state_->timeout));
     } catch (const InvalidPromException&) {
         // The bytes came from the unit: an image that cannot even be decoded is as unusable as
         // one that fails validation.

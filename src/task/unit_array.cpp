@@ -2,21 +2,10 @@
 // broadcast begin command.
 #include <iostream>
 
-#include "link/socket_manager.h"
+#include "link/device_commands.h"
 #include "task/tarn_task.h"
 
 namespace Orvek {
-
-namespace {
-
-// The array protocol: every unit of an array sits on the 192.168.1.x network and listens on
-// port 1024 for the broadcast begin.
-const std::string kArrayBroadcastAddress = "192.168.1.255";
-constexpr uint16_t kArrayPort = 1024;
-const std::string kBeginCommand = "B\n";
-constexpr unsigned long kDefaultReceiveBufferBytes = 8388608;
-
-} // namespace
 
 Err_Code TarnTask::validateArrayTasks(std::vector<TarnTask*> tasks) {
     if (tasks.empty())
@@ -54,22 +43,7 @@ Err_Code TarnTask::broadcastBeginCommand(std::vector<TarnTask*> tasks) {
 }
 
 Err_Code TarnTask::__broadcastBeginCommand() {
-    const std::shared_ptr<SocketManager>& endpoint = state_->socketManager;
-    // Re-bound with the size the kernel granted, so that the re-bind does not shrink the room
-    // the coming burst of packets needs. A closed endpoint reports no size; ask for the usual.
-    const int granted = endpoint->get_buffer_size();
-    const unsigned long bufferSize =
-        granted > 0 ? static_cast<unsigned long>(granted) : kDefaultReceiveBufferBytes;
-    const std::string savedDestination = endpoint->get_current_dst_ip();
-
-    endpoint->bind_socket(kArrayPort, bufferSize);
-    endpoint->set_current_dst_ip(kArrayBroadcastAddress);
-    int result = endpoint->send_to(kArrayBroadcastAddress, kBeginCommand);
-    if (result != 0)
-        return static_cast<Err_Code>(result);
-    endpoint->bind_socket(kArrayPort, bufferSize);
-    endpoint->set_current_dst_ip(savedDestination);
-    return static_cast<Err_Code>(result);
+    return static_cast<Err_Code>(TARN::broadcastBegin(state_->socketManager));
 }
 
 } // namespace Orvek
