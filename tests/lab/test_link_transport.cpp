@@ -1,171 +1,199 @@
-// The shared UDP endpoint over real sockets: splitting and pacing of long messages, per-sender
-// queues, the order of receive_from_any, zero time-outs and interrupting a wait.
+// The UDP endpoint over real sockets: pacing of long messages, the receive buffer, which
+// senders are accepted, interrupts between threads, a flood of strangers while a unit streams,
+// and shared tasks used from two threads.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
-#include <atomic>
 #include <fstream>
-#include <functional>
 #include <thread>
 
-#include "fake_unit.h"
+#include "foreign_flood.h"
 #include "lab_endpoint.h"
+#include "sim_units.h"
 #include "tarndll.h"
+#include "task/tarn_task.h"
+#include "task_test_access.h"
 
 using namespace std::chrono_literals;
-using tarnlab::Clock;
-using tarnlab::FakeUnit;
-using tarnlab::Reply;
+using Clock = std::chrono::steady_clock;
 
 namespace {
 
 const std::string unitA = "192.168.1.10";
 const std::string unitB = "192.168.1.11";
-const std::string unitC = "192.168.1.12";
-// Sorts before unitB as text although its last octet is larger.
-const std::string unitSpare = "192.168.1.100";
 
-using LinkTransport = tarnlab::EndpointTest<1100>;
-
-TEST_F(LinkTransport, LongMessagesAreSplitAt1400BytesAndPacedAboutOneMillisecondApart) {
-    FakeUnit unit(unitA, port);
-    const std::pair<std::size_t, std::vector<std::size_t>> cases[] = {
-        {0, {0}}, {1400, {1400}}, {1401, {1400, 1}}, {2800, {1400, 1400}}, {2801, {1400, 1400, 1}}};
-    for (const auto& [length, slices] : cases) {
-        SCOPED_TRACE(std::to_string(length) + " bytes");
-        unit.clearReceived();
-        std::string message;
-        for (std::size_t i = 0; i < length; ++i)
-            message.push_back(static_cast<char>('a' + i % 26));
-        ASSERT_EQ(endpoint->send_to(unitA, message), Orvek::ERR_OK);
-        ASSERT_TRUE(unit.waitForReceived(slices.size(), 2s));
-        std::this_thread::sleep_for(20ms); // nothing more may follow
-        const auto received = unit.received();
-        ASSERT_EQ(received.size(), slices.size());
-        std::string joined;
-        for (std::size_t i = 0; i < received.size(); ++i) {
-            EXPECT_EQ(received[i].bytes.size(), slices[i]);
-            joined += received[i].bytes;
-            if (i == 0)
-                continue;
-            // At least the 1 ms pause; the upper bound, loose for a loaded machine, catches a
-            // pause far too long.
-            const double gap = tarnlab::millisecondsBetween(received[i - 1].at, received[i].at);
-            EXPECT_GE(gap, 0.9) << "slice " << i;
-            EXPECT_LT(gap, 200.0) << "slice " << i;
-        }
-        EXPECT_EQ(joined, message);
+struct LinkTransport : ::testing::Test {
+    static constexpr uint16_t port = 1100;
+    std::shared_ptr<Orvek::SocketManager> endpoint;
+    void SetUp() override {
+        TARN_REQUIRE_LAB_HOST_SIDE();
+        endpoint = tarnlab::boundEndpoint(port);
+        ASSERT_NE(endpoint, nullptr);
     }
+    // Sends `text` to the host from `fd` (a units-side socket).
+    static void toHost(int fd, const std::string& text) {
+        sockaddr_in host{};
+        host.sin_family = AF_INET;
+        host.sin_port = htons(port);
+        inet_pton(AF_INET, "192.168.1.1", &host.sin_addr);
+        sendto(fd, text.data(), text.size(), 0, reinterpret_cast<sockaddr*>(&host), sizeof host);
+    }
+};
+
+long rssKiB() {
+    std::ifstream status("/proc/self/status");
+    long value = 0;
+    for (std::string line; std::getline(status, line);)
+        if (std::sscanf(line.c_str(), "VmRSS: %ld", &value) == 1)
+            return value;
+    return -1;
 }
 
-TEST_F(LinkTransport, AShortReceiveBufferAndAnUnparseableAddressAreRefused) {
+TEST_F(LinkTransport, LongMessagesAreSplitAt1400BytesAndPaced) {
+    const int unit = tarnlab::unitsSideSocket(unitA, port);
+    ASSERT_GE(unit, 0);
+    for (const std::size_t length : {0, 1400, 1401, 2801}) {
+        const std::string message(length, 'm');
+        const auto start = Clock::now();
+        ASSERT_EQ(endpoint->send_to(unitA, message), Orvek::ERR_OK);
+        const std::size_t slices = length == 0 ? 1 : (length + 1399) / 1400;
+        EXPECT_GE(tarnlab::millisecondsBetween(start, Clock::now()), 0.9 * (slices - 1));
+        std::this_thread::sleep_for(20ms);
+        std::string joined;
+        char buffer[2000];
+        std::size_t got = 0;
+        for (ssize_t n; (n = recv(unit, buffer, sizeof buffer, 0)) >= 0; ++got) {
+            EXPECT_LE(n, 1400);
+            joined.append(buffer, static_cast<std::size_t>(n));
+        }
+        EXPECT_EQ(got, slices) << length;
+        EXPECT_EQ(joined, message);
+    }
+    close(unit);
+
     // Read as inet_addr reads it, the text would become the broadcast address.
     EXPECT_EQ(endpoint->send_to(std::string("192.168.1.x"), std::string("Q\n")), Orvek::ERR_SOCKET);
-
-    // The kernel grants at most twice net.core.rmem_max; a smaller buffer than asked would drop
-    // packets of a sweep burst.
+    // A smaller buffer than asked would drop packets of a sweep burst.
     std::ifstream limit("/proc/sys/net/core/rmem_max");
     unsigned long rmemMax = 0;
     ASSERT_TRUE(limit >> rmemMax);
-    const unsigned long tooLarge = 2 * rmemMax + 4096;
     Orvek::SocketManager manager;
     testing::internal::CaptureStderr();
-    EXPECT_EQ(manager.bind_socket(port, tooLarge), Orvek::ERR_SOCKET);
-    const std::string advice = testing::internal::GetCapturedStderr();
-    EXPECT_NE(advice.find("Add `net.core.rmem_max = " + std::to_string(tooLarge) + "`"),
-              std::string::npos)
-        << advice;
-    EXPECT_EQ(manager.send_to(unitA, std::string("Q\n")), Orvek::ERR_SOCKET);
+    EXPECT_EQ(manager.bind_socket(port + 1, 2 * rmemMax + 4096), Orvek::ERR_SOCKET);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("net.core.rmem_max"), std::string::npos);
 }
 
-TEST_F(LinkTransport, AnotherUnitsDatagramsStayQueuedForItUntilFlushed) {
-    FakeUnit a(unitA, port);
-    FakeUnit b(unitB, port);
+TEST_F(LinkTransport, OnlyTheUnitsOwnPortIsAcceptedAndOnlyForAddressedUnits) {
+    const int unit = tarnlab::unitsSideSocket(unitA, port);
+    const int otherPort = tarnlab::unitsSideSocket(unitA, port + 7);
+    const int stranger = tarnlab::unitsSideSocket(unitB, port);
+    ASSERT_GE(std::min({unit, otherPort, stranger}), 0);
+    endpoint->set_current_dst_ip(unitA);
+    toHost(otherPort, "\x01\x02\x00\x01stale");
+    toHost(stranger, "\x01\x02\x00\x01stale");
+    toHost(unit, "mine");
     std::string reply;
-    const auto start = Clock::now();
-    EXPECT_EQ(endpoint->receive_from(reply, unitA, 0, 50), Orvek::ERR_NO_RESPONSE);
-    EXPECT_LT(tarnlab::millisecondsBetween(start, Clock::now()), 500.0); // one try, no wait
-
-    for (const char* text : {"b1", "b2", "b3"})
-        b.sendToHost(Reply(text));
-    a.sendToHost(Reply("")); // never sent by a unit: not a reply
-    a.sendToHost(Reply("a1", 30ms));
-    ASSERT_EQ(endpoint->receive_from(reply, unitA, 2000, 1), Orvek::ERR_OK);
-    EXPECT_EQ(reply, "a1");
-    a.sendToHost(Reply("a2"));
-    ASSERT_TRUE(tarnlab::waitForWaitingBytes(*endpoint));
-    // Every task binds the shared endpoint again; that must keep the socket and what waits.
-    EXPECT_EQ(endpoint->bind_socket(port, 8388608), Orvek::ERR_OK);
-    // A zero time-out still reads the socket once.
-    EXPECT_EQ(endpoint->receive_from(reply, unitA, 0, 1), Orvek::ERR_OK);
-    EXPECT_EQ(reply, "a2");
-    for (const char* text : {"b1", "b2"}) {
-        ASSERT_EQ(endpoint->receive_from(reply, unitB, 0, 1), Orvek::ERR_OK);
-        EXPECT_EQ(reply, text);
-    }
-    // Flushing drops both what is queued ("b3") and what waits on the socket.
-    a.sendToHost(Reply("stale"));
-    ASSERT_TRUE(tarnlab::waitForWaitingBytes(*endpoint));
-    endpoint->flush_buffers();
-    EXPECT_EQ(endpoint->receive_from(reply, unitB, 0, 1), Orvek::ERR_NO_RESPONSE);
-    EXPECT_EQ(reply, "");
-    EXPECT_EQ(endpoint->receive_from(reply, unitA, 0, 1), Orvek::ERR_NO_RESPONSE);
+    ASSERT_EQ(endpoint->receive_from(reply, unitA, 1000, 1), Orvek::ERR_OK);
+    EXPECT_EQ(reply, "mine");
+    EXPECT_EQ(endpoint->receive_from(reply, unitB, 50, 1), Orvek::ERR_NO_RESPONSE);
+    EXPECT_EQ(endpoint->counters().foreignDropped, 2u);
+    // Draining one unit leaves the others' datagrams alone.
+    toHost(unit, "a");
+    toHost(stranger, "b");
+    std::this_thread::sleep_for(20ms);
+    ASSERT_EQ(endpoint->receive_from(reply, unitB, 1000, 1), Orvek::ERR_OK); // B waits now
+    toHost(stranger, "b2");
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(endpoint->drain(unitA), 1u);
+    ASSERT_EQ(endpoint->receive_from(reply, unitB, 0, 1), Orvek::ERR_OK);
+    EXPECT_EQ(reply, "b2");
+    for (int fd : {unit, otherPort, stranger})
+        close(fd);
 }
 
-TEST_F(LinkTransport, ReceiveFromAnyTakesSendersInAddressTextOrder) {
-    FakeUnit b(unitB, port);
-    FakeUnit c(unitC, port);
-    FakeUnit spare(unitSpare, port);
-    // Arrival order C, B, spare; text order spare ("...1.100") < B ("...1.11") < C.
-    c.sendToHost(Reply("c"));
-    b.sendToHost(Reply("b"));
-    spare.sendToHost(Reply("spare"));
-    std::this_thread::sleep_for(100ms);
-    std::vector<std::string> taken;
-    std::string reply;
-    std::string source;
-    while (endpoint->receive_from_any(reply, source, 0, 1) == Orvek::ERR_OK)
-        taken.push_back(source + " " + reply);
-    EXPECT_EQ(taken, (std::vector<std::string>{unitSpare + " spare", unitB + " b", unitC + " c"}));
-}
-
-TEST_F(LinkTransport, InterruptFromAnotherThreadEndsAWaitInProgressOnly) {
-    FakeUnit a(unitA, port);
-    FakeUnit b(unitB, port);
-    std::string reply;
-    std::string source;
-    struct Case {
-        const char* what;
-        std::function<int()> receive;
-        bool trafficFromB; // takes the wait round its loop again and again
-    };
-    const Case cases[] = {
-        {"poll 50", [&] { return endpoint->receive_from(reply, unitA, 10000, 50); }, false},
-        {"no poll interval", [&] { return endpoint->receive_from(reply, unitA, 10000, 0); }, false},
-        {"any", [&] { return endpoint->receive_from_any(reply, source, 10000, 50); }, false},
-        {"B sending", [&] { return endpoint->receive_from(reply, unitA, 10000, 50); }, true},
-    };
-    for (const Case& c : cases) {
-        for (int i = 0; c.trafficFromB && i < 300; ++i)
-            b.sendToHost(Reply("b", std::chrono::milliseconds(5 * i)));
-        std::atomic<bool> done{false};
-        std::thread interrupter([&] {
-            std::this_thread::sleep_for(100ms);
-            // Repeated, in case the first came before the wait began (and was forgotten).
-            for (; !done; std::this_thread::sleep_for(20ms))
-                endpoint->interrupt();
-        });
+TEST_F(LinkTransport, AnInterruptEndsOnlyTheWaitForItsOwnUnit) {
+    double waitedA = 0, waitedB = 0;
+    auto timedWait = [this](const std::string& unit, double& waited) {
+        std::string reply;
         const auto start = Clock::now();
-        EXPECT_EQ(c.receive(), Orvek::ERR_NO_RESPONSE) << c.what;
-        // Far below the 10 s time-out, loose enough for a loaded machine.
-        EXPECT_LT(tarnlab::millisecondsBetween(start, Clock::now()), 2000.0) << c.what;
-        done = true;
-        interrupter.join();
-    }
+        EXPECT_EQ(endpoint->receive_from(reply, unit, 1500, 50), Orvek::ERR_NO_RESPONSE);
+        waited = tarnlab::millisecondsBetween(start, Clock::now());
+    };
+    std::thread a(timedWait, unitA, std::ref(waitedA));
+    std::thread b(timedWait, unitB, std::ref(waitedB));
+    std::this_thread::sleep_for(200ms);
+    endpoint->interrupt(unitA);
+    a.join();
+    b.join();
+    EXPECT_LT(waitedA, 1200.0);
+    EXPECT_GE(waitedB, 1400.0); // its own whole time-out, whichever turn it had
     // An interrupt while nothing waits does not cut the next wait short.
-    endpoint->interrupt();
-    a.sendToHost(Reply("late", 100ms));
-    EXPECT_EQ(endpoint->receive_from(reply, unitA, 2000, 1), Orvek::ERR_OK);
-    EXPECT_EQ(reply, "late");
+    endpoint->interrupt(unitA);
+    timedWait(unitA, waitedA);
+    EXPECT_GE(waitedA, 1400.0);
+}
+
+TEST(LinkFlood, SweepsGoOnAndMemoryStaysBoundedWhileStrangersFloodThePort) {
+    TARN_REQUIRE_LAB_HOST_SIDE();
+    constexpr uint16_t port = 1106;
+    tarnlab::SimulatedUnits units;
+    units.add("simple-4port", "192.168.1.12", port);
+    ASSERT_EQ(units.start(), "");
+    const long quietKiB = rssKiB();
+    ASSERT_GT(quietKiB, 0);
+    {
+        Orvek::TarnTask task;
+        ASSERT_EQ(task.setIPAddress("192.168.1.12"), Orvek::ERR_OK);
+        ASSERT_EQ(task.setIPPort(port), Orvek::ERR_OK);
+        ASSERT_EQ(task.initialize(nullptr, nullptr), Orvek::ERR_OK);
+        ASSERT_EQ(task.setHopRate(Orvek::HOP_15K), Orvek::ERR_OK);
+        ASSERT_EQ(task.setMeasurementType(Orvek::PROG_ASYNC), Orvek::ERR_OK);
+        ASSERT_EQ(task.utilGenerateLinearSweep(1000.0, 1500.0, 101), Orvek::ERR_OK);
+        ASSERT_EQ(task.addPathToMeasure(Orvek::TARN_TX_PATH_2, Orvek::TARN_RX_PATH_3),
+                  Orvek::ERR_OK);
+        ASSERT_EQ(task.start(), Orvek::ERR_OK);
+        ASSERT_EQ(task.beginAsync(), Orvek::ERR_OK);
+        tarnlab::ForeignFlood flood(port, 200);
+        ASSERT_TRUE(flood.ok());
+        int sweeps = 0;
+        for (const auto end = Clock::now() + 3s; Clock::now() < end; ++sweeps)
+            ASSERT_EQ(task.measure(), Orvek::ERR_OK) << "sweep " << sweeps;
+        const auto counters = dynamic_cast<Orvek::SocketManager&>(
+                                  *Orvek::TarnTaskTestAccess::state(task).socketManager)
+                                  .counters();
+        EXPECT_GT(counters.foreignDropped, 10000u);
+        EXPECT_LT(rssKiB() - quietKiB, 64 * 1024);
+        std::printf("%d sweeps, %zu foreign datagrams, RSS %ld -> %ld KiB\n", sweeps, flood.sent(),
+                    quietKiB, rssKiB());
+        EXPECT_EQ(task.stop(), Orvek::ERR_OK);
+    }
+}
+
+TEST(LinkSharedTasks, TwoTasksOnOneEndpointInitialiseAtOnceFromTwoThreads) {
+    TARN_REQUIRE_LAB_HOST_SIDE();
+    constexpr uint16_t port = 1107;
+    tarnlab::SimulatedUnits units;
+    units.add("s-param", "192.168.1.13", port);
+    units.add("simple-4port", "192.168.1.14", port);
+    ASSERT_EQ(units.start(), "");
+    Orvek::TarnTask first;
+    Orvek::TarnTask second(first);
+    Orvek::Err_Code results[2] = {Orvek::ERR_SOCKET, Orvek::ERR_SOCKET};
+    auto initialise = [](Orvek::TarnTask& task, const char* address, Orvek::Err_Code& result) {
+        task.setIPAddress(address);
+        task.setIPPort(port);
+        result = task.initialize(nullptr, nullptr);
+    };
+    std::thread one(initialise, std::ref(first), "192.168.1.13", std::ref(results[0]));
+    std::thread two(initialise, std::ref(second), "192.168.1.14", std::ref(results[1]));
+    one.join();
+    two.join();
+    EXPECT_EQ(results[0], Orvek::ERR_OK);
+    EXPECT_EQ(results[1], Orvek::ERR_OK);
+    EXPECT_NE(first.getHardwareDetails()->getSwitchboardType(),
+              second.getHardwareDetails()->getSwitchboardType());
 }
 
 } // namespace

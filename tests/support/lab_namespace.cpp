@@ -1,7 +1,10 @@
 #include "lab_namespace.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <sched.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -64,6 +67,22 @@ UnitsThread::UnitsThread(std::function<void()> body)
 void UnitsThread::join() {
     if (thread.joinable())
         thread.join();
+}
+
+int unitsSideSocket(const std::string& address, uint16_t port) {
+    int fd = -1;
+    UnitsThread([&] {
+        fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_UDP);
+        sockaddr_in local{};
+        local.sin_family = AF_INET;
+        local.sin_port = htons(port);
+        inet_pton(AF_INET, address.c_str(), &local.sin_addr);
+        if (fd >= 0 && bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
+            close(fd);
+            fd = -1;
+        }
+    }).join();
+    return fd;
 }
 
 } // namespace tarnlab

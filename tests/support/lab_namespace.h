@@ -4,6 +4,7 @@
 // play units on threads that entered "${TARNLAB_PREFIX}-units" (192.168.1.10-19 and .100). The
 // prefix is "tarnlab" when the variable is unset. A socket made inside the units namespace stays
 // there and may be used from any thread afterwards.
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <thread>
@@ -34,6 +35,10 @@ private:
     std::string failure;
     std::thread thread;
 };
+
+// A non-blocking UDP socket bound to `address`:`port` on the units side (-1 when that fails).
+// It plays a unit (or a stranger) from any thread; the caller closes it.
+int unitsSideSocket(const std::string& address, uint16_t port);
 
 } // namespace tarnlab
 

@@ -1,27 +1,22 @@
-// Finding a unit and reading its description over the network lab, against a scripted unit
-// that serves a PROM: progress reports, the halt exchange, a silent unit, a blank, an invalid
-// and an undecodable PROM, a cancelled download, and the task working again afterwards.
-// Ports 1200-1204.
+// Finding a unit and reading its description, over the in-memory endpoint: progress reports, a
+// silent unit, slow units, blank, invalid and undecodable PROMs, a cancelled download, and
+// the task working again afterwards.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
-#include <string>
-#include <vector>
 
-#include "fake_unit.h"
-#include "lab_namespace.h"
 #include "prom/prom_parameters.h"
+#include "prom_fixtures.h"
+#include "scripted_transport.h"
 #include "task/tarn_task.h"
 #include "task_test_access.h"
 
 using namespace Orvek;
-using tarnlab::Datagram;
-using tarnlab::FakeUnit;
-using tarnlab::PromScript;
-using tarnlab::Replies;
+using tarntest::PromUnit;
 
 namespace {
+
+const char* const kUnit = "192.168.1.11";
 
 // The round-number unit of the unit tests, with a header tag so that the image is read back
 // with its header.
@@ -32,41 +27,39 @@ PromParameters labUnit() {
     return unit;
 }
 
-std::vector<int> labImage() {
-    return labUnit().generateFullBytestream();
-}
-
 struct ProgressLog {
     std::vector<int> values;
-    int stopAt = -1; // answer false once this value has been reported
+    int stopAt = 101; // answer false once this value has been reported
 };
 
 bool recordProgress(int percent, void* context) {
     auto* log = static_cast<ProgressLog*>(context);
     log->values.push_back(percent);
-    return log->stopAt < 0 || percent < log->stopAt;
+    return percent < log->stopAt;
 }
 
-void address(TarnTask& task, const char* ip, int port) {
-    ASSERT_EQ(task.setIPAddress(ip), ERR_OK);
-    ASSERT_EQ(task.setIPPort(port), ERR_OK);
-}
-
-} // namespace
-
-TEST(TaskInitialize, ReadsTheUnitAndReportsProgressPerByte) {
-    TARN_REQUIRE_LAB_HOST_SIDE();
-    const std::vector<int> image = labImage();
-    PromScript prom(image);
-    FakeUnit unit("192.168.1.11", 1200, prom.script());
+struct TaskInitialize : ::testing::Test {
     TarnTask task;
-    address(task, "192.168.1.11", 1200);
+    std::shared_ptr<tarntest::ScriptedTransport> link =
+        std::make_shared<tarntest::ScriptedTransport>();
+    void SetUp() override {
+        TarnTaskTestAccess::state(task).socketManager = link;
+        ASSERT_EQ(task.setIPAddress(kUnit), ERR_OK);
+        ASSERT_EQ(task.setIPPort(1200), ERR_OK);
+    }
+};
+
+TEST_F(TaskInitialize, ReadsTheUnitAndReportsProgressPerByte) {
+    const std::vector<int> image = labUnit().generateFullBytestream();
+    PromUnit prom(image);
+    link->setUnit(kUnit, prom.script());
     ProgressLog progress;
     ASSERT_EQ(task.initialize(recordProgress, &progress), ERR_OK);
     EXPECT_EQ(task.getState(), TASK_STOPPED);
+    EXPECT_EQ(link->count(kUnit, "Q\n"), 2u); // found by the first halt attempt
 
-    // The image holds its entry-list length L at bytes 20..21; L + 20 bytes are read, each
-    // reported as the truncated percentage done, between a 0 and a final 100.
+    // L + 20 bytes are read, each reported as the truncated percentage done, between a 0 and
+    // a final 100.
     const int total = image.at(20) * 256 + image.at(21) + 20;
     ASSERT_EQ(progress.values.size(), static_cast<std::size_t>(total) + 2);
     EXPECT_EQ(progress.values.front(), 0);
@@ -76,133 +69,83 @@ TEST(TaskInitialize, ReadsTheUnitAndReportsProgressPerByte) {
     EXPECT_EQ(prom.reads(total), 0); // the two bytes after the list are not read
 
     const PromParameters& read = *task.getHardwareDetails();
-    EXPECT_EQ(read.Minimum_freq, 10);
-    EXPECT_EQ(read.Maximum_freq, 6000);
     EXPECT_EQ(read.Band_boundaries[7], 23);
     EXPECT_EQ(read.getSwitchboardType(), SWITCHBOARD_TDD_4_PORT_SWITCH);
     EXPECT_TRUE(task.getFeaturePresent(FEATURE_SERIAL_PORT));
-    EXPECT_TRUE(task.getFeaturePresent(FEATURE_MULTIPLE_RECEIVERS));
     EXPECT_FALSE(task.getFeaturePresent(FEATURE_SHAFT_ENCODER));
     // 256 periods of the 100 MHz master clock per sweep-timer tick.
     EXPECT_DOUBLE_EQ(TarnTaskTestAccess::helpers(task).timeBase, 2.56e-6);
-    // The unit's synthesiser now governs the frequency plan: within half a tuning step (250 Hz
-    // in that band; the reference clock went through the PROM's single precision).
-    double f = 1234.56789;
-    EXPECT_EQ(task.utilNearestLegalFreq(f), ERR_OK);
-    EXPECT_NE(f, 1234.56789);
-    EXPECT_NEAR(f, 1234.56789, 0.000125);
 
     // Initialising twice needs a new address or port first.
-    const std::size_t before = unit.receivedCount();
+    const std::size_t before = link->requests(kUnit).size();
     EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_WRONG_STATE);
-    EXPECT_EQ(unit.receivedCount(), before);
+    EXPECT_EQ(link->requests(kUnit).size(), before);
     ASSERT_EQ(task.setIPPort(1200), ERR_OK);
-    EXPECT_EQ(task.getState(), TASK_UNINITIALIZED);
     EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_OK);
 }
 
-TEST(TaskInitialize, PingIsTheHaltExchange) {
-    TARN_REQUIRE_LAB_HOST_SIDE();
-    PromScript prom(labImage());
-    FakeUnit unit("192.168.1.12", 1201, prom.script());
-    TarnTask task;
-    address(task, "192.168.1.12", 1201);
-    task.setTimeout(30);
-    // No attempt: nothing is sent (the endpoint is bound all the same).
-    EXPECT_EQ(task.utilPingUnit(0), ERR_NO_RESPONSE);
-    EXPECT_EQ(unit.receivedCount(), 0u);
-    // An answering unit is found by the first attempt: "Q\n" twice.
-    EXPECT_EQ(task.utilPingUnit(3), ERR_OK);
-    EXPECT_EQ(unit.countReceived("Q\n"), 2u);
-    EXPECT_EQ(task.getState(), TASK_UNINITIALIZED);
-
-    // A unit that was streaming answers the first "Q\n" behind its last data packets; they are
-    // discarded so that the second "Q\n" gets a clean prompt.
-    unit.clearReceived();
-    int halts = 0;
-    unit.setScript([&halts](const Datagram& request) {
-        if (request.bytes != "Q\n")
-            return Replies{};
-        if (++halts == 1)
-            return Replies{{std::string("\x01\x02\x00\x07stale", 9)},
-                           {std::string("\x01\x02\x00\x08stale", 9)},
-                           {std::string("\x01\x02\x00\x09stale", 9)},
-                           {"\r\n>"}};
-        return Replies{{"\r\n>"}};
-    });
-    EXPECT_EQ(task.utilPingUnit(1), ERR_OK);
-    EXPECT_EQ(unit.countReceived("Q\n"), 2u);
-
-    // A prompt is "\r\n>" and something more than nothing: anything else fails the attempt.
-    unit.clearReceived();
-    unit.setScript(tarnlab::constantScript("\r\n"));
-    EXPECT_EQ(task.utilPingUnit(3), ERR_NO_RESPONSE);
-    EXPECT_EQ(unit.countReceived("Q\n"), 6u);
-    unit.setScript(tarnlab::constantScript("\r\n>  "));
-    EXPECT_EQ(task.utilPingUnit(1), ERR_OK);
+TEST_F(TaskInitialize, SlowUnitsAreReadWithinTheTaskTimeOutAndTooSlowOnesNeverMisread) {
+    const std::vector<int> image = labUnit().generateFullBytestream();
+    PromParameters original; // as the PROM holds it (in single precision)
+    original.interpretFullBytestream(image);
+    struct Case {
+        long long lateMs;
+        unsigned timeoutMs;
+        int result;
+    };
+    // 50 ms late within the 100 ms floor; 100-300 ms late with a time-out that allows it;
+    // 150 ms late with 100 ms: every byte is recovered by a halt and a second read.
+    for (const Case c : {Case{50, 100, ERR_OK}, Case{100, 350, ERR_OK}, Case{300, 350, ERR_OK},
+                         Case{150, 100, ERR_OK}, Case{1000, 100, ERR_NO_RESPONSE}}) {
+        SCOPED_TRACE(c.lateMs);
+        link = std::make_shared<tarntest::ScriptedTransport>();
+        TarnTaskTestAccess::state(task).socketManager = link;
+        ASSERT_EQ(task.setIPPort(1200), ERR_OK);
+        task.setTimeout(c.timeoutMs);
+        link->setUnit(kUnit, PromUnit(image).script(c.lateMs));
+        EXPECT_EQ(task.initialize(nullptr, nullptr), c.result);
+        if (c.result == ERR_OK) {
+            EXPECT_TRUE(tarntest::promParametersEqual(original, *task.getHardwareDetails()));
+        }
+        const std::size_t reads = link->requests(kUnit).size();
+        // Bounded: about one reply delay (or one recovery) per byte, never a wait per byte
+        // for each reply still outstanding.
+        EXPECT_LT(link->nowMs(), static_cast<long long>(reads) * (c.lateMs + 260)) << reads;
+    }
 }
 
-TEST(TaskInitialize, SilentUnitIsReportedInBoundedTimeAndFoundOnceItAnswers) {
-    TARN_REQUIRE_LAB_HOST_SIDE();
-    PromScript prom(labImage());
-    FakeUnit unit("192.168.1.13", 1202, tarnlab::silentScript());
-    TarnTask task;
-    address(task, "192.168.1.13", 1202);
+TEST_F(TaskInitialize, BadPromsAndCancellingLeaveTheTaskUninitialisedUntilAGoodOne) {
     task.setTimeout(10);
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_NO_RESPONSE);
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_NO_RESPONSE); // silent unit
     // Five pings of five halt attempts, each two "Q\n" exchanges of 10 ms.
-    EXPECT_TRUE(unit.waitForReceived(50, std::chrono::seconds(1)));
-    EXPECT_EQ(unit.countReceived("Q\n"), 50u);
-    EXPECT_LT(seconds, 20.0); // only guards against a hang; the figure is about 1 s
-    EXPECT_EQ(task.getState(), TASK_UNINITIALIZED);
+    EXPECT_EQ(link->count(kUnit, "Q\n"), 50u);
+    EXPECT_EQ(link->nowMs(), 500);
 
-    unit.setScript(prom.script());
-    EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_OK);
-    EXPECT_EQ(task.getState(), TASK_STOPPED);
-}
-
-TEST(TaskInitialize, BadPromsAreRefusedAndTheTaskRecoversWithAGoodOne) {
-    TARN_REQUIRE_LAB_HOST_SIDE();
-    PromScript blank; // erased: every byte reads 0xFF
-    FakeUnit unit("192.168.1.14", 1203, blank.script());
-    TarnTask task;
-    address(task, "192.168.1.14", 1203);
-    EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_EMPTY_PROM);
-    EXPECT_EQ(task.getState(), TASK_UNINITIALIZED);
-
-    // Readable, but without a master clock: validation refuses it and says why.
-    PromParameters incomplete = labUnit();
+    PromParameters incomplete = labUnit(); // readable, but without a master clock
     incomplete.setKeyPresent(PromKey::MasterClockFrequency, false);
-    PromScript invalid(incomplete.generateFullBytestream());
-    unit.setScript(invalid.script());
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_BAD_PROM);
-    const std::string diagnostics = testing::internal::GetCapturedStderr();
-    EXPECT_NE(diagnostics.find(" - Missing parameter: Master_clock_frequency"), std::string::npos)
-        << diagnostics;
-    EXPECT_EQ(task.getState(), TASK_UNINITIALIZED);
+    std::vector<int> corrupt = labUnit().generateFullBytestream();
+    corrupt.at(24) = 0x7F; // an entry that runs past the end of the image
+    const std::pair<std::vector<int>, int> cases[] = {
+        {{}, ERR_EMPTY_PROM},
+        {incomplete.generateFullBytestream(), ERR_BAD_PROM},
+        {corrupt, ERR_BAD_PROM},
+    };
+    for (const auto& [image, result] : cases) {
+        link->setUnit(kUnit, PromUnit(image).script());
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(task.initialize(nullptr, nullptr), result);
+        testing::internal::GetCapturedStderr();
+        EXPECT_EQ(task.getState(), TASK_UNINITIALIZED);
+    }
 
-    // An entry whose length runs past the end of the image cannot even be decoded.
-    std::vector<int> corrupt = labImage();
-    corrupt.at(24) = 0x7F; // high byte of the first entry's length
-    PromScript undecodable(corrupt);
-    unit.setScript(undecodable.script());
-    EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_BAD_PROM);
-    EXPECT_EQ(task.getState(), TASK_UNINITIALIZED);
-
-    // A download cancelled by the progress callback stops at once.
-    PromScript good(labImage());
-    unit.setScript(good.script());
+    link->setUnit(kUnit, PromUnit(labUnit().generateFullBytestream()).script());
     ProgressLog cancelling;
     cancelling.stopAt = 30;
     EXPECT_EQ(task.initialize(recordProgress, &cancelling), ERR_INTERRUPTED);
     EXPECT_EQ(cancelling.values.back(), 30);
     EXPECT_EQ(task.getState(), TASK_UNINITIALIZED);
-
     EXPECT_EQ(task.initialize(nullptr, nullptr), ERR_OK);
-    EXPECT_EQ(task.getState(), TASK_STOPPED);
     EXPECT_EQ(task.getHardwareDetails()->Master_clock_frequency, 100.0);
 }
+
+} // namespace
