@@ -16,11 +16,12 @@
 #include <cstdio>
 #include <vector>
 
-#include "fake_unit.h"
+#include "bench_peer.h"
 #include "lab_endpoint.h"
 #include "lab_namespace.h"
 #include "link/prom_transfer.h"
 #include "prom/prom_parameters.h"
+#include "scripted_transport.h"
 #include "tarndll.h"
 
 namespace {
@@ -86,11 +87,11 @@ void downloadFourKibProm(benchmark::State& state) {
         state.SkipWithError(problem.c_str());
         return;
     }
-    tarnlab::PromScript prom(fourKibImage(), 8192);
-    tarnlab::FakeUnit fake(unit, port, prom.script());
+    tarntest::PromUnit prom(fourKibImage(), 8192);
+    BenchPeer peer(unit, port, [prom](const std::string& request) { return prom.answer(request); });
     const double roundTrip = bareRoundTripMicroseconds(500);
     auto endpoint = tarnlab::boundEndpoint(port);
-    if (!endpoint || roundTrip <= 0.0) {
+    if (!peer.ok() || !endpoint || roundTrip <= 0.0) {
         state.SkipWithError("cannot reach the scripted unit");
         return;
     }
