@@ -1,11 +1,11 @@
-// The UDP endpoint over real sockets: pacing of long messages, the receive buffer, which
-// senders are accepted, interrupts between threads, a flood of strangers while a unit streams,
-// and shared tasks used from two threads.
-#include <arpa/inet.h>
+// The UDP endpoint over real sockets: pacing of long messages, the receive buffer, interrupts
+// between threads, a flood of strangers while a unit streams, and an array of shared tasks
+// initialised from two threads and started by broadcast.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <fstream>
 #include <thread>
 
@@ -13,6 +13,7 @@
 #include "lab_endpoint.h"
 #include "sim_units.h"
 #include "tarndll.h"
+#include "task/sweep_data.h"
 #include "task/tarn_task.h"
 #include "task_test_access.h"
 
@@ -31,14 +32,6 @@ struct LinkTransport : ::testing::Test {
         TARN_REQUIRE_LAB_HOST_SIDE();
         endpoint = tarnlab::boundEndpoint(port);
         ASSERT_NE(endpoint, nullptr);
-    }
-    // Sends `text` to the host from `fd` (a units-side socket).
-    static void toHost(int fd, const std::string& text) {
-        sockaddr_in host{};
-        host.sin_family = AF_INET;
-        host.sin_port = htons(port);
-        inet_pton(AF_INET, "192.168.1.1", &host.sin_addr);
-        sendto(fd, text.data(), text.size(), 0, reinterpret_cast<sockaddr*>(&host), sizeof host);
     }
 };
 
@@ -83,34 +76,6 @@ TEST_F(LinkTransport, LongMessagesAreSplitAt1400BytesAndPaced) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(manager.bind_socket(port + 1, 2 * rmemMax + 4096), Orvek::ERR_SOCKET);
     EXPECT_NE(testing::internal::GetCapturedStderr().find("net.core.rmem_max"), std::string::npos);
-}
-
-TEST_F(LinkTransport, OnlyTheUnitsOwnPortIsAcceptedAndOnlyForAddressedUnits) {
-    const int unit = tarnlab::unitsSideSocket(unitA, port);
-    const int otherPort = tarnlab::unitsSideSocket(unitA, port + 7);
-    const int stranger = tarnlab::unitsSideSocket(unitB, port);
-    ASSERT_GE(std::min({unit, otherPort, stranger}), 0);
-    endpoint->set_current_dst_ip(unitA);
-    toHost(otherPort, "\x01\x02\x00\x01stale");
-    toHost(stranger, "\x01\x02\x00\x01stale");
-    toHost(unit, "mine");
-    std::string reply;
-    ASSERT_EQ(endpoint->receive_from(reply, unitA, 1000, 1), Orvek::ERR_OK);
-    EXPECT_EQ(reply, "mine");
-    EXPECT_EQ(endpoint->receive_from(reply, unitB, 50, 1), Orvek::ERR_NO_RESPONSE);
-    EXPECT_EQ(endpoint->counters().foreignDropped, 2u);
-    // Draining one unit leaves the others' datagrams alone.
-    toHost(unit, "a");
-    toHost(stranger, "b");
-    std::this_thread::sleep_for(20ms);
-    ASSERT_EQ(endpoint->receive_from(reply, unitB, 1000, 1), Orvek::ERR_OK); // B waits now
-    toHost(stranger, "b2");
-    std::this_thread::sleep_for(20ms);
-    EXPECT_EQ(endpoint->drain(unitA), 1u);
-    ASSERT_EQ(endpoint->receive_from(reply, unitB, 0, 1), Orvek::ERR_OK);
-    EXPECT_EQ(reply, "b2");
-    for (int fd : {unit, otherPort, stranger})
-        close(fd);
 }
 
 TEST_F(LinkTransport, AnInterruptEndsOnlyTheWaitForItsOwnUnit) {
@@ -171,29 +136,54 @@ TEST(LinkFlood, SweepsGoOnAndMemoryStaysBoundedWhileStrangersFloodThePort) {
     }
 }
 
-TEST(LinkSharedTasks, TwoTasksOnOneEndpointInitialiseAtOnceFromTwoThreads) {
+// TARN_LAB_USES_PORT_1024: the array protocol fixes the port, so this test takes the lock.
+TEST(LinkSharedTasks, AnArrayInitialisedFromTwoThreadsStartsByBroadcastAndEachGetsItsOwnData) {
     TARN_REQUIRE_LAB_HOST_SIDE();
-    constexpr uint16_t port = 1107;
+    using namespace Orvek;
+    const char* const addresses[] = {"192.168.1.13", "192.168.1.14"};
     tarnlab::SimulatedUnits units;
-    units.add("s-param", "192.168.1.13", port);
-    units.add("simple-4port", "192.168.1.14", port);
+    for (int i = 0; i < 2; ++i) { // each thru its own length, so that swapped data shows
+        Sim::UnitConfig config = tarnlab::simUnitConfig("simple-4port", addresses[i], 1024);
+        Sim::DutModel dut = Sim::DutModel::standardBench(200.0, 3200.0);
+        dut.connectThru(2, 3, 0.5 + 2.0 * i);
+        config.dut = dut;
+        units.add(config);
+    }
     ASSERT_EQ(units.start(), "");
-    Orvek::TarnTask first;
-    Orvek::TarnTask second(first);
-    Orvek::Err_Code results[2] = {Orvek::ERR_SOCKET, Orvek::ERR_SOCKET};
-    auto initialise = [](Orvek::TarnTask& task, const char* address, Orvek::Err_Code& result) {
-        task.setIPAddress(address);
-        task.setIPPort(port);
-        result = task.initialize(nullptr, nullptr);
+    TarnTask first;
+    TarnTask second(first);
+    TarnTask* tasks[] = {&first, &second};
+    Err_Code results[2] = {ERR_SOCKET, ERR_SOCKET};
+    auto initialise = [&](int i) {
+        tasks[i]->setIPAddress(addresses[i]);
+        tasks[i]->setIPPort(1024);
+        results[i] = tasks[i]->initialize(nullptr, nullptr);
     };
-    std::thread one(initialise, std::ref(first), "192.168.1.13", std::ref(results[0]));
-    std::thread two(initialise, std::ref(second), "192.168.1.14", std::ref(results[1]));
+    std::thread one(initialise, 0), two(initialise, 1);
     one.join();
     two.join();
-    EXPECT_EQ(results[0], Orvek::ERR_OK);
-    EXPECT_EQ(results[1], Orvek::ERR_OK);
-    EXPECT_NE(first.getHardwareDetails()->getSwitchboardType(),
-              second.getHardwareDetails()->getSwitchboardType());
+    for (TarnTask* task : tasks) {
+        ASSERT_EQ(results[task == &second], ERR_OK);
+        ASSERT_EQ(task->setHopRate(HOP_1K), ERR_OK);
+        ASSERT_EQ(task->setMeasurementType(PROG_ASYNC), ERR_OK);
+        ASSERT_EQ(task->utilGenerateLinearSweep(1000.0, 1500.0, 25), ERR_OK);
+        ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_2, TARN_RX_PATH_3), ERR_OK);
+        ASSERT_EQ(task->start(), ERR_OK);
+    }
+    ASSERT_EQ(TarnTask::broadcastBeginCommand({&first, &second}), ERR_OK);
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(tasks[i]->measure(), ERR_OK);
+        SweepData data;
+        ASSERT_EQ(tasks[i]->extractSweepData(TARN_TX_PATH_2, TARN_RX_PATH_3, data), ERR_OK);
+        for (int k = 0; k < 25; ++k) {
+            const Sim::IqSample expected =
+                units[i].expectedSample(tasks[i]->getFrequencies()[k], 2, 3, 0);
+            EXPECT_NEAR(data.receiverData[0].real[k], expected.i, 1.0) << i << " " << k;
+            EXPECT_NEAR(data.receiverData[0].imag[k], expected.q, 1.0) << i << " " << k;
+            EXPECT_GT(std::abs(expected.i) + std::abs(expected.q), 100.0); // a real signal
+        }
+        EXPECT_EQ(tasks[i]->stop(), ERR_OK);
+    }
 }
 
 } // namespace

@@ -82,35 +82,6 @@ TEST_F(LinkProtocol, UploadSendsTheWholeTextAndOnlyFFAcknowledges) {
     EXPECT_EQ(link->requests(unitA).back(), "W0000" + program.program + "FF\n");
 }
 
-TEST_F(LinkProtocol, RunCollectsItsPacketsUntilAShortOrMissingOne) {
-    link->setUnit(unitA, [](const std::string& r) {
-        return r != "B0123\n" ? Replies{}
-                              : Replies{Reply("\xA5\x5A\x01\x02\x7F"s, 5),
-                                        Reply("\x01\x02\xFF\xFE\x00\x80\x10"s, 9)};
-    });
-    EntryPoint entry;
-    entry.address = 0x10123; // only the low 16 bits reach the unit
-    entry.packetCount = 2;
-    entry.packetTimeoutMs = 1000;
-    std::vector<PacketData> packets(5);
-    ASSERT_EQ(TARN::runProgram(link, unitA, entry, packets, true), ERR_OK);
-    ASSERT_EQ(packets.size(), 2u);
-    EXPECT_EQ(packets[0].tagA, 0xA5);
-    EXPECT_EQ(packets[0].tagB, 0x5A);
-    EXPECT_EQ(packets[0].payload, std::vector<uint8_t>{0x7F});
-    EXPECT_EQ(packets[1].packetCounter, 0xFFFE); // big-endian, unsigned
-    EXPECT_EQ(packets[1].payload, (std::vector<uint8_t>{0x00, 0x80, 0x10}));
-
-    // Started by other means: nothing is sent; what arrived before the end stays.
-    entry.packetCount = 3;
-    link->arrive(unitA, Reply("\x01\x02\x00\x01\x09"s));
-    link->arrive(unitA, Reply("\x01\x02\x00\x02"s));
-    EXPECT_EQ(TARN::runProgram(link, unitA, entry, packets, false), ERR_BYTES);
-    EXPECT_EQ(packets.size(), 1u);
-    EXPECT_EQ(TARN::runProgram(link, unitA, entry, packets, false), ERR_NO_RESPONSE);
-    EXPECT_EQ(link->requests(unitA).size(), 1u);
-}
-
 TEST_F(LinkProtocol, HaltExchangeWantsAPromptToTheSecondQAfterDroppingWhatWasLeft) {
     const std::string stale = "\x01\x02\x00\x07stale"s;
     struct Case {
@@ -180,69 +151,61 @@ bool recordProgress(int percent, void* context) {
     return percent < log->front();
 }
 
-TEST_F(LinkProtocol, ADownloadDecodesItsImageUnlessBlankOrCancelled) {
-    const PromParameters original = tarntest::makeCompletePromParameters(0);
-    const std::vector<int> image = original.generateFullBytestream();
-    const int total = static_cast<int>(image.size()) - 2; // the last two are never needed
+TEST_F(LinkProtocol, ACancelledDownloadStopsAtOnceAndLeavesTheParametersAlone) {
+    PromUnit prom(tarntest::makeCompletePromParameters(0).generateFullBytestream(), 4096);
+    link->setUnit(unitA, prom.script());
     PromParameters parameters;
     parameters.Minimum_freq = 123;
-    for (int fill : {0xFF, 0x00}) {
-        link->setUnit(unitA, PromUnit(std::vector<int>(64, fill), 64).script());
-        EXPECT_EQ(TARN::downloadProm(link, unitA, parameters, nullptr, nullptr), ERR_EMPTY_PROM);
-    }
-    PromUnit prom(image, 4096);
-    link->setUnit(unitA, prom.script());
     std::vector<int> progress{50}; // front: the value that cancels
     EXPECT_EQ(TARN::downloadProm(link, unitA, parameters, recordProgress, &progress),
               ERR_INTERRUPTED);
     EXPECT_EQ(progress.back(), 50);
-    EXPECT_EQ(prom.reads((total + 1) / 2), 0); // stopped at once
-    EXPECT_EQ(parameters.Minimum_freq, 123);   // untouched
-
-    progress = {101};
-    ASSERT_EQ(TARN::downloadProm(link, unitA, parameters, recordProgress, &progress), ERR_OK);
-    EXPECT_TRUE(tarntest::promParametersEqual(original, parameters));
-    ASSERT_EQ(static_cast<int>(progress.size()), total + 3); // 0, one per byte, 100
-    for (int k = 0; k <= total; ++k)
-        EXPECT_EQ(progress[k + 1], static_cast<int>(k * 100.0 / total)) << k;
-    EXPECT_EQ(progress.back(), 100);
+    const int read = static_cast<int>(progress.size()) - 2; // after the 0 and the cancel value
+    EXPECT_EQ(prom.reads(read - 1), 1);
+    EXPECT_EQ(prom.reads(read), 0); // not one byte more
+    EXPECT_EQ(parameters.Minimum_freq, 123);
 }
 
 TEST_F(LinkProtocol, EraseAndUploadEndWithWritingDisabledEvenWhenCancelled) {
     PromParameters small; // a 1 x 16 byte PROM keeps the erase short
     small.Prom_geometry_1 = 1;
     small.Prom_geometry_2 = 16;
-    small.Unit_serial_number = 4711;
-    small.setKeyPresent(PromKey::UnitSerialNumber, true);
     PromUnit prom(std::vector<int>(16, 0x55), 16);
     link->setUnit(unitA, prom.script());
-    ASSERT_EQ(TARN::eraseProm(link, unitA, small, nullptr, nullptr), ERR_OK);
-    EXPECT_EQ(prom.memory(), std::vector<int>(16, 0xFF));
-    EXPECT_EQ(link->requests(unitA).front(), "ZB601\n");
-    EXPECT_EQ(link->requests(unitA).back(), "ZB600\n");
-
     std::vector<int> progress{0}; // cancelled at the first call: address 0 only
     ASSERT_EQ(TARN::eraseProm(link, unitA, small, recordProgress, &progress), ERR_OK);
     EXPECT_EQ(progress, (std::vector<int>{0, 6})); // 100 * 1 / 16, truncated
-    EXPECT_EQ(link->count(unitA, "E0001ff\n"), 1u);
+    EXPECT_EQ(prom.memory()[0], 0xFF);
+    EXPECT_EQ(prom.memory()[1], 0x55);
+    EXPECT_EQ(link->requests(unitA).front(), "ZB601\n");
     EXPECT_EQ(link->requests(unitA).back(), "ZB600\n");
 
-    PromUnit blank({}, 4096);
+    PromUnit blank({}, 64); // keeping a blank image: only an empty entry list is written
     link->setUnit(unitA, blank.script());
-    ASSERT_EQ(TARN::uploadProm(link, unitA, small, nullptr, nullptr, false), ERR_OK);
-    const std::vector<int> image = small.generateFullBytestream();
-    std::vector<int> memory = blank.memory();
-    EXPECT_EQ(std::vector<int>(memory.begin(), memory.begin() + image.size()), image);
-    PromUnit empty({}, 64); // keeping a blank image: only an empty entry list is written
-    link->setUnit(unitA, empty.script());
     ASSERT_EQ(TARN::uploadProm(link, unitA, small, nullptr, nullptr, true), ERR_OK);
-    memory = empty.memory();
+    const std::vector<int> memory = blank.memory();
     EXPECT_EQ(std::vector<int>(memory.begin(), memory.begin() + 3), (std::vector<int>{0, 0, 0xFF}));
 
     link->setUnit(unitA, nullptr); // no write enable acknowledged: nothing more is sent
     const std::size_t sent = link->requests(unitA).size();
-    EXPECT_EQ(TARN::eraseProm(link, unitA, small, nullptr, nullptr), ERR_NO_RESPONSE);
+    EXPECT_EQ(TARN::uploadProm(link, unitA, small, nullptr, nullptr, false), ERR_NO_RESPONSE);
     EXPECT_EQ(link->requests(unitA).size(), sent + 1);
+}
+
+TEST_F(LinkProtocol, TheArrayBeginIsBroadcastFromPort1024AndTheSelectedUnitKept) {
+    struct Recording : tarntest::ScriptedTransport {
+        std::vector<uint16_t> ports;
+        int bind_socket(uint16_t port, unsigned long) override {
+            ports.push_back(port);
+            return ERR_OK;
+        }
+    };
+    auto recording = std::make_shared<Recording>();
+    recording->set_current_dst_ip(unitB);
+    EXPECT_EQ(TARN::broadcastBegin(recording), ERR_OK);
+    EXPECT_EQ(recording->requests("192.168.1.255"), std::vector<std::string>{"B\n"});
+    EXPECT_EQ(recording->ports, (std::vector<uint16_t>{1024, 1024}));
+    EXPECT_EQ(recording->get_current_dst_ip(), unitB);
 }
 
 } // namespace
