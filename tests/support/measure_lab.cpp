@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include "sim/rf_model.h"
-#include "switchboard/path_to_switch_control.h"
 
 namespace tarnlab {
 
@@ -48,22 +47,77 @@ std::unique_ptr<TarnTask> initialisedTask(const std::string& address, std::uint1
     return task;
 }
 
+namespace {
+
+int portOf(Transmit_Path tx) {
+    const Transmit_Path ports[] = {TARN_TX_PATH_0, TARN_TX_PATH_1, TARN_TX_PATH_2, TARN_TX_PATH_3,
+                                   TARN_TX_PATH_4, TARN_TX_PATH_5, TARN_TX_PATH_6, TARN_TX_PATH_7};
+    for (int port = 0; port < 8; ++port)
+        if (ports[port] == tx)
+            return port;
+    return -1;
+}
+
+int portOf(Receive_Path rx) {
+    const Receive_Path ports[] = {TARN_RX_PATH_0, TARN_RX_PATH_1, TARN_RX_PATH_2, TARN_RX_PATH_3,
+                                  TARN_RX_PATH_4, TARN_RX_PATH_5, TARN_RX_PATH_6, TARN_RX_PATH_7};
+    for (int port = 0; port < 8; ++port)
+        if (ports[port] == rx)
+            return port;
+    return -1;
+}
+
+} // namespace
+
+Sim::SwitchPath boardConnection(SwitchBoard_Type board, Transmit_Path tx, Receive_Path rx) {
+    const int t = portOf(tx);
+    const int r = portOf(rx);
+    Sim::SwitchPath path;
+    path.transmitting = t >= 0;
+    path.txPort = t;
+    path.rxPort = r;
+    switch (board) {
+    case SWITCHBOARD_NO_SWITCH_BOARD:
+        break;
+    case SWITCHBOARD_SIMPLE_4_PORT_SWITCH:
+        // A reflection request moves the transmitter to a neighbouring port.
+        if (t == r) {
+            const int moved[4] = {1, 0, 1, 2};
+            path.txPort = moved[t];
+        }
+        if (r < 0)
+            path.rxPort = 0;
+        break;
+    case SWITCHBOARD_TDD_4_PORT_SWITCH:
+        // The receive switch parks on port 3 for transmit ports 0 and 1, on port 0 otherwise.
+        if (t < 0 && r < 0)
+            path.rxPort = 3;
+        else if (t >= 0 && (r < 0 || r == t))
+            path.rxPort = t < 2 ? 3 : 0;
+        break;
+    case SWITCHBOARD_SIMPLE_8_PORT_SWITCH:
+        if (r < 0)
+            path.rxPort = t == 0 ? 4 : 0;
+        break;
+    case SWITCHBOARD_S_PARAMETER_SWITCH:
+        path.internalReference = t == 2 && r == 2;
+        break;
+    }
+    return path;
+}
+
 Sim::IqSample modelSample(const Sim::SimUnit& unit, TarnTask& task, Transmit_Path tx,
                           Receive_Path rx, double freqMHz, int receiver,
                           const ModelOptions& options) {
-    const int value =
-        path_to_switch_control(*task.getHardwareDetails(), tx, rx)->getRegisterValue();
-    // No switch board: the wiring is fixed and register 0x82 is not decoded.
-    Sim::RfState state = unit.rfState();
-    state.path = unit.switchPath(static_cast<std::uint8_t>(value < 0 ? 0 : value));
-    state.txFrequencyMHz = freqMHz;
-    state.rxFrequencyMHz = freqMHz + Sim::kIntermediateFrequencyMHz +
-                           (options.receiverOffsetMHz ? options.receiverOffsetMHz(freqMHz) : 0.0);
-    state.synthesiserLocked = true;
+    Sim::RfState state =
+        Sim::RfState::tuned(freqMHz, boardConnection(unit.hardware().board, tx, rx));
+    if (options.receiverOffsetMHz)
+        state.rxFrequencyMHz += options.receiverOffsetMHz(freqMHz);
     const bool off = options.transmitterOff && options.transmitterOff(freqMHz);
     state.txAmplifier = task.getTXPowerAmpState() && !off;
     state.txRfSwitch = task.getTXRFSwitchState() && !off;
     state.rxAmplifier = task.getRXPowerAmpState();
+    state.extraRxLossDb = options.testPortLossDb;
     if (receiver >= unit.hardware().receivers)
         return {};
     return Sim::RfModel(unit.dut()).sample(state, receiver);

@@ -1,7 +1,9 @@
 #pragma once
 // Measurement tests against simulated units over the lab: a task initialised against a unit,
-// and the check of a measured path's extracted I/Q against the unit's own DUT model at the
-// task's (snapped) frequencies.
+// and the check of a measured path's extracted I/Q against the unit's DUT model at the task's
+// (snapped) frequencies. The expected data come from the ports the test asked for and the
+// unit's own radio model, never from the library's path mapping or program: a library that
+// selects the wrong ports or programs the wrong registers gets different data back.
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -29,12 +31,20 @@ struct ModelOptions {
     std::function<bool(double)> transmitterOff;
     // Receive synthesiser offset at this frequency (MHz), added to the intermediate frequency.
     std::function<double(double)> receiverOffsetMHz;
+    // Receive attenuation the test configured in front of the test-port receivers, in dB.
+    double testPortLossDb = 0.0;
     // Largest accepted difference per I or Q value, in counts.
     int tolerance = 1;
 };
 
-// What receiver `receiver` of `unit` reports at `freqMHz` on the path the switch board selects
-// for (tx, rx), with the unit's present gain, attenuation and amplifiers.
+// What a unit's switch board connects when asked for (tx, rx): the pair itself, except where
+// the board cannot connect it as asked (same-port and receive-none requests on the 4-port
+// boards, receive none on the 8-port board, the S-parameter board's reference path).
+Orvek::Sim::SwitchPath boardConnection(Orvek::SwitchBoard_Type board, Orvek::Transmit_Path tx,
+                                       Orvek::Receive_Path rx);
+
+// What receiver `receiver` of `unit` reports at `freqMHz` on the path the switch board connects
+// for (tx, rx), at gain 0 and with the task's amplifier settings.
 Orvek::Sim::IqSample modelSample(const Orvek::Sim::SimUnit& unit, Orvek::TarnTask& task,
                                  Orvek::Transmit_Path tx, Orvek::Receive_Path rx, double freqMHz,
                                  int receiver, const ModelOptions& options = {});
