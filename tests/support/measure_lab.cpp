@@ -1,6 +1,5 @@
 #include "measure_lab.h"
 
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 
@@ -36,8 +35,6 @@ std::unique_ptr<TarnTask> initialisedTask(const std::string& address, std::uint1
             result = task->initialize(nullptr, nullptr);
         if (result == ERR_OK)
             break;
-        std::fprintf(stderr, "initialising %s:%u failed with %d%s\n", address.c_str(), port, result,
-                     attempt == 0 ? ", trying again" : "");
     }
     if (result != ERR_OK) {
         problem = "initialising the task for " + address + ":" + std::to_string(port) +
@@ -49,20 +46,11 @@ std::unique_ptr<TarnTask> initialisedTask(const std::string& address, std::uint1
 
 namespace {
 
-int portOf(Transmit_Path tx) {
-    const Transmit_Path ports[] = {TARN_TX_PATH_0, TARN_TX_PATH_1, TARN_TX_PATH_2, TARN_TX_PATH_3,
-                                   TARN_TX_PATH_4, TARN_TX_PATH_5, TARN_TX_PATH_6, TARN_TX_PATH_7};
+// Port k of a path value: k's three bits reversed, in bits 6..4 (transmit) or 2..0 (receive).
+int portOf(int pathValue, int shift) {
+    const int codes[8] = {0, 4, 2, 6, 1, 5, 3, 7};
     for (int port = 0; port < 8; ++port)
-        if (ports[port] == tx)
-            return port;
-    return -1;
-}
-
-int portOf(Receive_Path rx) {
-    const Receive_Path ports[] = {TARN_RX_PATH_0, TARN_RX_PATH_1, TARN_RX_PATH_2, TARN_RX_PATH_3,
-                                  TARN_RX_PATH_4, TARN_RX_PATH_5, TARN_RX_PATH_6, TARN_RX_PATH_7};
-    for (int port = 0; port < 8; ++port)
-        if (ports[port] == rx)
+        if (pathValue >= 0 && codes[port] << shift == pathValue)
             return port;
     return -1;
 }
@@ -70,8 +58,8 @@ int portOf(Receive_Path rx) {
 } // namespace
 
 Sim::SwitchPath boardConnection(SwitchBoard_Type board, Transmit_Path tx, Receive_Path rx) {
-    const int t = portOf(tx);
-    const int r = portOf(rx);
+    const int t = portOf(tx, 4);
+    const int r = portOf(rx, 0);
     Sim::SwitchPath path;
     path.transmitting = t >= 0;
     path.txPort = t;
@@ -161,30 +149,13 @@ int expectPathMatchesModel(TarnTask& task, const Sim::SimUnit& unit, Transmit_Pa
     return mismatches == 0 ? nonZero : 0;
 }
 
-std::string listingImageHex(const std::string& listing) {
-    std::string hex;
-    unsigned expected = 0;
-    std::size_t at = 0;
-    while (at < listing.size()) {
-        std::size_t end = listing.find('\n', at);
-        if (end == std::string::npos)
-            end = listing.size();
-        const std::string line = listing.substr(at, end - at);
-        at = end + 1;
-        unsigned address = 0;
-        char tab = 0;
-        if (line.size() < 7 || std::sscanf(line.c_str(), "%4x%c", &address, &tab) != 2 ||
-            tab != '\t')
-            continue;
-        if (address != expected)
-            return "";
-        for (std::size_t i = 5; i + 1 < line.size(); i += 3) {
-            hex += static_cast<char>(std::tolower(static_cast<unsigned char>(line[i])));
-            hex += static_cast<char>(std::tolower(static_cast<unsigned char>(line[i + 1])));
-            ++expected;
-        }
-    }
-    return hex;
+void MeasureLab::startUnit(const std::string& profile, const std::string& address,
+                           std::uint16_t port, bool realTime) {
+    unit = &units.add(measureUnitConfig(profile, address, port, realTime));
+    ASSERT_EQ(units.start(), "");
+    std::string problem;
+    task = initialisedTask(address, port, problem);
+    ASSERT_NE(task, nullptr) << problem;
 }
 
 std::string imageHex(const std::vector<std::uint8_t>& image) {

@@ -10,7 +10,11 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "lab_namespace.h"
 #include "sim/sim_unit.h"
+#include "sim_units.h"
 #include "task/sweep_data.h"
 #include "task/tarn_task.h"
 
@@ -55,9 +59,19 @@ int expectPathMatchesModel(Orvek::TarnTask& task, const Orvek::Sim::SimUnit& uni
                            Orvek::Transmit_Path tx, Orvek::Receive_Path rx,
                            const ModelOptions& options = {});
 
-// The image bytes shown in an annotated program listing, as lower-case hex text in address
-// order; empty if the listing's addresses do not run on without a gap.
-std::string listingImageHex(const std::string& listing);
+// A lab test with one simulated unit and a task initialised against it.
+class MeasureLab : public ::testing::Test {
+protected:
+    void SetUp() override { TARN_REQUIRE_LAB_HOST_SIDE(); }
+    // Starts a unit of `profile` at `address`:`port` (fast unless `realTime`) and initialises
+    // `task` for it.
+    void startUnit(const std::string& profile, const std::string& address, std::uint16_t port,
+                   bool realTime = false);
+
+    SimulatedUnits units;
+    Orvek::Sim::SimUnit* unit = nullptr;
+    std::unique_ptr<Orvek::TarnTask> task;
+};
 
 // Lower-case hex text of image bytes.
 std::string imageHex(const std::vector<std::uint8_t>& image);
