@@ -82,10 +82,4 @@ std::size_t ReceiveQueues::drop(const std::string& unit) {
     return count;
 }
 
-void ReceiveQueues::dropAll() {
-    for (auto& entry : queues) {
-        drop(entry.first);
-    }
-}
-
 } // namespace Orvek

@@ -49,8 +49,6 @@ public:
     bool firstWaiting(std::string& unit) const;
     // Drops what `unit` has queued; returns how many.
     std::size_t drop(const std::string& unit);
-    // Drops every queued datagram, keeping the units addressed.
-    void dropAll();
 
     const Counters& counters() const { return totals; }
 

@@ -178,12 +178,6 @@ void SocketManager::forget(const std::string& address) {
     queues.forget(address);
 }
 
-void SocketManager::flush_buffers() {
-    std::lock_guard<std::mutex> lock(mutex);
-    messenger->receive_waiting(queues);
-    queues.dropAll();
-}
-
 ReceiveQueues::Counters SocketManager::counters() {
     std::lock_guard<std::mutex> lock(mutex);
     return queues.counters();

@@ -51,9 +51,6 @@ public:
     void forget(const std::string& address) override;
     void interrupt(const std::string& address) override;
 
-    // Takes everything waiting off the socket and discards every unit's queue (for tools and
-    // tests; the library's own exchanges drain only their unit).
-    void flush_buffers();
     // Dropped and queued datagrams so far.
     ReceiveQueues::Counters counters();
 
