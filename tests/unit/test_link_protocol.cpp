@@ -60,6 +60,19 @@ TEST_F(LinkProtocol, CommandsAreFormattedAndAnsweredByTheUnitAsked) {
     EXPECT_EQ(other, "2b");
 }
 
+TEST_F(LinkProtocol, CollectingTakesUnitsInAddressTextOrderUntilEnoughOrQuiet) {
+    for (const char* text : {"b1", "b2"})
+        link->arrive(unitB, Reply(text));
+    link->arrive("192.168.1.100", Reply("c")); // sorts first as text
+    std::vector<std::pair<std::string, std::vector<char>>> got;
+    EXPECT_EQ(TARN::receiveMultiple(link, got, 1000, 2, nullptr, nullptr), ERR_OK);
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_EQ(got[0].first, "192.168.1.100");
+    EXPECT_EQ(TARN::receiveMultiple(link, got, 100, 10, nullptr, nullptr), ERR_OK); // quiet
+    EXPECT_EQ(got.size(), 3u);
+    EXPECT_EQ(link->nowMs(), 100);
+}
+
 TEST_F(LinkProtocol, UploadSendsTheWholeTextAndOnlyFFAcknowledges) {
     CompiledProgram program;
     program.program.assign(TARN::maxProgramTextLength + 1, 'a');
@@ -174,11 +187,16 @@ TEST_F(LinkProtocol, EraseAndUploadEndWithWritingDisabledEvenWhenCancelled) {
     EXPECT_EQ(link->requests(unitA).front(), "ZB601\n");
     EXPECT_EQ(link->requests(unitA).back(), "ZB600\n");
 
-    PromUnit blank({}, 64); // keeping a blank image: only an empty entry list is written
-    link->setUnit(unitA, blank.script());
-    ASSERT_EQ(TARN::uploadProm(link, unitA, small, nullptr, nullptr, true), ERR_OK);
-    const std::vector<int> memory = blank.memory();
-    EXPECT_EQ(std::vector<int>(memory.begin(), memory.begin() + 3), (std::vector<int>{0, 0, 0xFF}));
+    for (const bool keepBlank : {false, true}) {
+        PromUnit blank({}, 64); // keeping a blank image: only an empty entry list is written
+        link->setUnit(unitA, blank.script());
+        ASSERT_EQ(TARN::uploadProm(link, unitA, small, nullptr, nullptr, keepBlank), ERR_OK);
+        std::vector<int> image =
+            keepBlank ? std::vector<int>{0, 0} : small.generateFullBytestream();
+        image.push_back(0xFF);
+        const std::vector<int> memory = blank.memory();
+        EXPECT_EQ(std::vector<int>(memory.begin(), memory.begin() + image.size()), image);
+    }
 
     link->setUnit(unitA, nullptr); // no write enable acknowledged: nothing more is sent
     const std::size_t sent = link->requests(unitA).size();
