@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "prom/prom_parameters.h"
 #include "prom/prom_validation.h"
 #include "prom_fixtures.h"
