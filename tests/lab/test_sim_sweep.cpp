@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "hardware/control_registers.h"
+#include "program/hardware_commands.h"
 #include "hardware/frequency_synthesis.h"
 #include "hardware/point_timing.h"
 #include "lab_namespace.h"

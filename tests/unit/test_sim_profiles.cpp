@@ -55,7 +55,7 @@ TEST(SimProfiles, EveryProfileIsAValidConsistentUnit) {
             EXPECT_GE(dds, 16.0 - 1e-9) << f;
             EXPECT_LE(dds, 32.0 + 1e-9) << f;
         }
-        EXPECT_EQ(buildPLLBoundaries(p).size(), 2u);
+        EXPECT_EQ(pllBoundaryWrites(p).size(), 2u);
     }
     // One profile per board kind.
     EXPECT_EQ(boards, (std::vector<SwitchBoard_Type>{
