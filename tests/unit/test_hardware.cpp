@@ -1,13 +1,18 @@
-// Band selection, DDS tuning words and PLL set-up against hand-computed values and, for random
-// frequencies across a unit's plan, against the synthesiser's own definition:
-// f = word x N x f_ref / 2^24 / 2^band.
+// Radio hardware arithmetic: band selection, DDS tuning words and PLL set-up against
+// hand-computed values and, for random frequencies, against the synthesiser's own definition
+// f = word x N x f_ref / 2^24 / 2^band; front-end register tables, point timing and the fixed
+// power-up image, each with the listing comments the program layer gives them.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
+#include <stdexcept>
 #include <string>
 
 #include "hardware/frequency_synthesis.h"
+#include "hardware/point_timing.h"
+#include "program/hardware_commands.h"
+#include "program/program_source.h"
 #include "prom/prom_parameters.h"
 
 using namespace Orvek;
@@ -150,19 +155,115 @@ TEST(BuildPLLRegs, PrescalerSelectAndCounters) {
 TEST(BuildPLLBoundaries, OnlyPresentBoundariesInOrder) {
     PromParameters prom = octaveUnit();
     EXPECT_TRUE(buildPLLBoundaries(prom).empty());
-
     prom.PLL_loop_gain_boundaries = {500, 1000, 2000, 6000};
     prom.PLL_loop_gain_boundary_addresses = {0x9C, 0x9F, 0xA1, 0xA3};
     prom.setKeyPresent(PromKey::FirstPllLoopGainBoundary + 1, true); // boundary 2
     prom.setKeyPresent(PromKey::FirstPllLoopGainBoundary + 3, true); // boundary 4
-    const auto regs = buildPLLBoundaries(prom);
-    ASSERT_EQ(regs.size(), 2u);
-    // 1000 MHz, band 1: word 0x333333, top byte 0x33.
-    EXPECT_EQ(regs[0]->address, 0x9Fu);
-    EXPECT_EQ(regs[0]->value, 0x33u);
-    EXPECT_EQ(regs[0]->comment, "PLL gain boundary 2: 1000 MHz.");
-    // 6000 MHz is above the plan and taken as band 0: word 0x99999A, top byte 0x99 loses bit 7.
-    EXPECT_EQ(regs[1]->address, 0xA3u);
-    EXPECT_EQ(regs[1]->value, 0x19u);
-    EXPECT_EQ(regs[1]->comment, "PLL gain boundary 4: 6000 MHz.");
+    ProgramSource source;
+    source.append(buildPLLBoundaries(prom));
+    // 1000 MHz, band 1: word 0x333333, top byte 0x33. 6000 MHz is above the plan and taken as
+    // band 0: word 0x99999A, top byte 0x99 loses bit 7.
+    EXPECT_EQ(source.compile(prom).program, "9f33a319");
+    EXPECT_EQ(source.humanReadable(prom),
+              "#> PLL gain boundary 2: 1000 MHz.\n#> PLL gain boundary 4: 6000 MHz.\n");
+}
+
+TEST(ControlRegisters, Reg80BandCodesSwitchesAndComment) {
+    const struct {
+        unsigned band;
+        bool txPa, rxPa, txSwitch;
+        Reg82Function reg82;
+        bool suppliesOff;
+        unsigned value;
+        const char* comment;
+    } cases[] = {
+        // The band code sits in bits 6 and 0; only the attenuator function sets bit 5.
+        {0, false, false, false, REG82_DIGITAL_OUTPUT, false, 0x01,
+         "band=0 txPA=off rxPA=off txRFswitch=off reg82=dout, +-5v supplies=on"},
+        {1, false, false, false, static_cast<Reg82Function>(0), false, 0x00, nullptr},
+        {2, true, false, true, REG82_ATTENUATOR, false, 0x6A,
+         "band=2 txPA=on rxPA=off txRFswitch=on reg82=atten, +-5v supplies=on"},
+        {3, true, true, true, REG82_ATTENUATOR, true, 0xEF,
+         "band=3 txPA=on rxPA=on txRFswitch=on reg82=atten, +-5v supplies=off"},
+        {1, false, true, false, REG82_DIGITAL_OUTPUT, false, 0x04, nullptr},
+        {1, false, false, true, REG82_DIGITAL_OUTPUT, false, 0x08, nullptr},
+    };
+    for (const auto& c : cases) {
+        auto reg = buildReg80(c.band, c.txPa, c.rxPa, c.txSwitch, c.reg82, c.suppliesOff);
+        EXPECT_EQ(reg->address, 0x80u);
+        EXPECT_EQ(reg->value, c.value) << c.band;
+        if (c.comment) {
+            EXPECT_EQ(reg->comment, c.comment);
+        }
+    }
+    for (unsigned band : {4u, 0xFFFFFFFFu}) {
+        try {
+            reg80Value(band, false, false, false, REG82_DIGITAL_OUTPUT, false);
+            ADD_FAILURE() << "band " << band << " accepted";
+        } catch (const std::runtime_error& e) {
+            EXPECT_STREQ(e.what(), "Invalid band (Not in set [0,1,2,3])");
+        }
+    }
+}
+
+TEST(ControlRegisters, Reg82AttenuatorLinesAreActiveLow) {
+    // 16 and 8 dB switch on lines 6 and 5, 4, 2 and 1 dB on lines 2..0; bit 4 is passed through.
+    const struct {
+        Rx_Attenuation atten;
+        bool bit4;
+        unsigned value;
+        const char* comment;
+    } cases[] = {
+        {ATTEN_0, false, 0x67, "Attenuation = 0dB (0b00000000, reg0b01100111)."},
+        {ATTEN_1, false, 0x66, "Attenuation = 1dB (0b00000001, reg0b01100110)."},
+        {ATTEN_2, false, 0x65, "Attenuation = 2dB (0b00000010, reg0b01100101)."},
+        {ATTEN_4, false, 0x63, "Attenuation = 4dB (0b00000100, reg0b01100011)."},
+        {ATTEN_8, true, 0x57, "Attenuation = 8dB (0b00001000, reg0b01010111)."},
+        {ATTEN_16, false, 0x27, "Attenuation = 16dB (0b00010000, reg0b00100111)."},
+        {ATTEN_31, true, 0x10, "Attenuation = 31dB (0b00011111, reg0b00010000)."},
+        {ATTEN_UNDEFINED, true, 0x10, "Attenuation = -1dB (0b11111111, reg0b00010000)."},
+    };
+    for (const auto& c : cases) {
+        auto reg = buildReg82Atten(c.atten, c.bit4);
+        EXPECT_EQ(reg->address, 0x82u);
+        EXPECT_EQ(reg->value, c.value) << c.comment;
+        EXPECT_EQ(reg->comment, c.comment);
+    }
+}
+
+TEST(PointTiming, CycleCountOfEveryRateAndUnknownRates) {
+    const double cycles[] = {361,   721,   1081,   2131,   4572,   9176,   16385,
+                             29774, 59579, 107453, 209713, 419425, 838849, 1677441};
+    for (int rate = HOP_90K; rate <= HOP_20; ++rate) {
+        // 64 MHz master clock: 15.625 ns per cycle.
+        EXPECT_DOUBLE_EQ(sPerPoint(static_cast<Hop_Rate>(rate), 64.0), cycles[rate] / 64e6);
+        EXPECT_DOUBLE_EQ(msPerPoint(static_cast<Hop_Rate>(rate), 64.0), cycles[rate] / 64e3);
+        EXPECT_EQ(bandChangeFDs(static_cast<Hop_Rate>(rate)), 8);
+    }
+    for (int value : {-1, 14}) {
+        try {
+            msPerPoint(static_cast<Hop_Rate>(value), 100.0);
+            ADD_FAILURE() << "no exception for " << value;
+        } catch (const std::runtime_error& e) {
+            EXPECT_STREQ(e.what(), "No hop rate set?");
+        }
+    }
+}
+
+TEST(PowerupSequence, FixedImageAndListing) {
+    ProgramSource source;
+    source.append(standardPowerupSequence());
+    const PromParameters prom;
+    EXPECT_EQ(source.compile(prom).program, "800e8300850084088e7fFDFD7500740035003400FDFD"
+                                            "33083202310030007308720271807000FDFD970098009b009a18");
+    const std::string fd = "#> Delay one point duration. \n";
+    EXPECT_EQ(source.humanReadable(prom),
+              "#>> <<<<<<<<<< Start of hard coded startup configuration.\n\n"
+              "#> Set IF gain offset register\n#> Set sweep rate to 90K?\n"
+              "#> Trigger IO update\n#> Send 0x7F serial bytes\n" +
+                  fd + fd + "\n\n\n\n" + fd + fd + "\n\n\n\n\n\n\n\n" + fd + fd +
+                  "#> Write 0x00 to external board address 0x00.\n\n"
+                  "#> No polarimetric measurements.\n"
+                  "#> Enable all 6 bits of TXS/RXS, Separate TxSw and TxPaOn\n"
+                  "#>> <<<<<<<<<< End hard-coded startup segment.\n");
 }
