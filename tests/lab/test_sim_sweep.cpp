@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "program/hardware_commands.h"
 #include "hardware/frequency_synthesis.h"
 #include "hardware/point_timing.h"
 #include "lab_namespace.h"
 #include "link/device_commands.h"
 #include "link/socket_manager.h"
+#include "program/hardware_commands.h"
 #include "program/program_source.h"
 #include "sim_units.h"
 #include "switchboard/path_to_switch_control.h"
