@@ -56,9 +56,27 @@ void encodeFloat(std::vector<int>& bytes, double value) {
     appendBigEndian(bytes, raw, 4);
 }
 
+void encodeDouble(std::vector<int>& bytes, double value) {
+    uint64_t raw = 0;
+    std::memcpy(&raw, &value, sizeof raw);
+    appendBigEndian(bytes, raw, 8);
+}
+
 void encodeString(std::vector<int>& bytes, const char* text, unsigned length) {
     for (unsigned i = 0; i < length; ++i) {
         bytes.push_back(static_cast<unsigned char>(text[i]));
+    }
+}
+
+void encodeFloatArray(std::vector<int>& bytes, const double* values, unsigned count) {
+    for (unsigned i = 0; i < count; ++i) {
+        encodeFloat(bytes, values[i]);
+    }
+}
+
+void encodeDoubleArray(std::vector<int>& bytes, const double* values, unsigned count) {
+    for (unsigned i = 0; i < count; ++i) {
+        encodeDouble(bytes, values[i]);
     }
 }
 
@@ -82,8 +100,19 @@ double decodeFloat(std::vector<int>::const_iterator it) {
     return value;
 }
 
+double decodeDouble(std::vector<int>::const_iterator it) {
+    const uint64_t raw = readBigEndian(it, 8);
+    double value = 0.0;
+    std::memcpy(&value, &raw, sizeof value);
+    return value;
+}
+
 double decodeFloat(const PromEntry& entry) {
     return entry.data.size() == 4 ? decodeFloat(entry.data.cbegin()) : 0.0;
+}
+
+double decodeDouble(const PromEntry& entry) {
+    return entry.data.size() == 8 ? decodeDouble(entry.data.cbegin()) : 0.0;
 }
 
 std::unique_ptr<double[]> decodeFloatArray(std::vector<int>::const_iterator it, unsigned count) {
@@ -93,6 +122,17 @@ std::unique_ptr<double[]> decodeFloatArray(std::vector<int>::const_iterator it, 
     std::unique_ptr<double[]> values(new double[count]);
     for (unsigned i = 0; i < count; ++i) {
         values[i] = decodeFloat(it + 4 * static_cast<std::ptrdiff_t>(i));
+    }
+    return values;
+}
+
+std::unique_ptr<double[]> decodeDoubleArray(std::vector<int>::const_iterator it, unsigned count) {
+    if (count > kMaxDecodedArrayLength) {
+        throw std::bad_array_new_length();
+    }
+    std::unique_ptr<double[]> values(new double[count]);
+    for (unsigned i = 0; i < count; ++i) {
+        values[i] = decodeDouble(it + 8 * static_cast<std::ptrdiff_t>(i));
     }
     return values;
 }

@@ -25,20 +25,27 @@ struct PromEntry {
 void encodeInt(std::vector<int>& bytes, int value, int byteCount);
 // IEEE 754 binary32 of `value` (narrowed first), 4 bytes.
 void encodeFloat(std::vector<int>& bytes, double value);
+// IEEE 754 binary64, 8 bytes.
+void encodeDouble(std::vector<int>& bytes, double value);
 // `length` characters of `text`, NUL bytes included, no terminator.
 void encodeString(std::vector<int>& bytes, const char* text, unsigned length);
+void encodeFloatArray(std::vector<int>& bytes, const double* values, unsigned count);
+void encodeDoubleArray(std::vector<int>& bytes, const double* values, unsigned count);
 
 // --- Decoders. ---
 
 // Big-endian accumulation; only the last four bytes count, an empty vector gives 0.
 int decodeInt(const std::vector<int>& bytes);
-// Read 4 bytes starting at `it`; the caller guarantees they exist.
+// Read 4 (8) bytes starting at `it`; the caller guarantees they exist.
 double decodeFloat(std::vector<int>::const_iterator it);
-// The entry must hold exactly 4 data bytes, otherwise the result is 0.0.
+double decodeDouble(std::vector<int>::const_iterator it);
+// The entry must hold exactly 4 (8) data bytes, otherwise the result is 0.0.
 double decodeFloat(const PromEntry& entry);
-// `count` consecutive values starting at `it`; the caller guarantees 4 * count bytes.
+double decodeDouble(const PromEntry& entry);
+// `count` consecutive values starting at `it`; the caller guarantees 4 (8) * count bytes.
 // A count above 0xFE00000 throws std::bad_array_new_length.
 std::unique_ptr<double[]> decodeFloatArray(std::vector<int>::const_iterator it, unsigned count);
+std::unique_ptr<double[]> decodeDoubleArray(std::vector<int>::const_iterator it, unsigned count);
 // The entry's data as a NUL-terminated text; null for an entry without data.
 std::unique_ptr<char[]> decodeString(const PromEntry& entry);
 

@@ -30,10 +30,12 @@ TEST(PromEncoders, BigEndianBytesOfEveryKind) {
         EXPECT_EQ(bytes, expected) << c.value << " in " << c.count;
     }
 
-    Bytes f, s;
-    for (double value : {1.0, -2.5, 1e300}) // beyond the float range the unit gets an infinity
-        encodeFloat(f, value);
+    Bytes f, d, s;
+    const double values[] = {1.0, -2.5, 1e300};
+    encodeFloatArray(f, values, 3); // beyond the float range the unit gets an infinity
     EXPECT_EQ(f, (Bytes{0x3F, 0x80, 0, 0, 0xC0, 0x20, 0, 0, 0x7F, 0x80, 0, 0}));
+    encodeDouble(d, 1.0);
+    EXPECT_EQ(d, (Bytes{0x3F, 0xF0, 0, 0, 0, 0, 0, 0}));
     encodeString(s, "A\0z\xC8", 4);
     EXPECT_EQ(s, (Bytes{0x41, 0x00, 0x7A, 0xC8}));
 }
@@ -49,18 +51,24 @@ TEST(PromDecoders, IntegersFloatsAndStrings) {
     EXPECT_EQ(decodeFloat(PromEntry{25, 4, one}), 0.15625);
     EXPECT_EQ(decodeFloat(PromEntry{25, 3, Bytes(one.begin(), one.end() - 1)}), 0.0);
     EXPECT_EQ(decodeFloat(PromEntry{25, 5, {0x3E, 0x20, 0, 0, 0}}), 0.0);
+    EXPECT_EQ(decodeDouble(PromEntry{1, 4, one}), 0.0);
 
     EXPECT_EQ(decodeString(PromEntry{45, 0, {}}), nullptr);
     EXPECT_STREQ(decodeString(PromEntry{45, 3, {'a', 'b', 'c'}}).get(), "abc");
 }
 
-TEST(PromDecoders, FloatArraysRefuseAbsurdLengths) {
-    Bytes f;
-    for (double value : {0.5, -1024.0, 3.25e-3})
-        encodeFloat(f, value);
+TEST(PromDecoders, ArraysRoundTripAndRefuseAbsurdLengths) {
+    const double values[] = {0.5, -1024.0, 3.25e-3};
+    Bytes f, d;
+    encodeFloatArray(f, values, 3);
+    encodeDoubleArray(d, values, 3);
     const auto floats = decodeFloatArray(f.cbegin(), 3);
-    EXPECT_EQ(floats[1], -1024.0);
-    EXPECT_EQ(floats[2], static_cast<double>(3.25e-3f));
+    const auto doubles = decodeDoubleArray(d.cbegin(), 3);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(floats[i], static_cast<double>(static_cast<float>(values[i])));
+        EXPECT_EQ(doubles[i], values[i]);
+    }
     // A damaged count must not turn into a huge allocation.
     EXPECT_THROW(decodeFloatArray(f.cbegin(), 0xFE00001u), std::bad_array_new_length);
+    EXPECT_THROW(decodeDoubleArray(d.cbegin(), 0xFFFFFFFFu), std::bad_array_new_length);
 }
