@@ -57,6 +57,8 @@ const char* kindName(ElementKind kind) {
         return "filter";
     case ElementKind::Thru:
         return "thru";
+    case ElementKind::Isolator:
+        return "isolator";
     case ElementKind::Open:
         return "open";
     case ElementKind::Short:
@@ -195,6 +197,12 @@ void DutModel::connectThru(int port1, int port2, double delayNs, double lossDb) 
     elements_.push_back(element);
 }
 
+void DutModel::connectIsolator(int port1, int port2, double lossDb, double isolationDb) {
+    connectThru(port1, port2, 0.0, lossDb);
+    elements_.back().kind = ElementKind::Isolator;
+    elements_.back().isolationDb = isolationDb;
+}
+
 void DutModel::terminate(int port, ElementKind oneport, double offsetDelayNs) {
     checkPort(port);
     if (oneport != ElementKind::Open && oneport != ElementKind::Short &&
@@ -228,6 +236,11 @@ Complex DutModel::s(int outPort, int inPort, double freqMHz) const {
         if (outPort == inPort)
             return 0.0;
         return std::pow(10.0, -element->lossDb / 20.0) * delayPhase(freqMHz, element->delayNs);
+    case ElementKind::Isolator:
+        if (outPort == inPort)
+            return 0.0;
+        return std::pow(10.0, -(inPort == element->port1 ? element->lossDb : element->isolationDb) /
+                                  20.0);
     case ElementKind::BandPassFilter: {
         const TwoPortS filter = bandPassFilterS(element->filter, freqMHz);
         const int out = outPort == element->port1 ? 0 : 1;
@@ -255,6 +268,10 @@ std::string DutModel::describe() const {
         case ElementKind::Thru:
             std::snprintf(buffer, sizeof buffer, "thru:%d-%d:%g:%g", element.port1, element.port2,
                           element.delayNs, element.lossDb);
+            break;
+        case ElementKind::Isolator:
+            std::snprintf(buffer, sizeof buffer, "isolator:%d-%d:%g:%g", element.port1,
+                          element.port2, element.lossDb, element.isolationDb);
             break;
         default:
             std::snprintf(buffer, sizeof buffer, "%s:%d", kindName(element.kind), element.port1);
@@ -284,7 +301,7 @@ DutModel DutModel::parse(const std::string& text) {
             model.terminate(parsePort(fields[1], item), oneport, offset);
             continue;
         }
-        if (kind != "filter" && kind != "thru")
+        if (kind != "filter" && kind != "thru" && kind != "isolator")
             throw std::invalid_argument("unknown DUT element \"" + item + "\"");
         if (fields.size() < 2)
             throw std::invalid_argument("DUT element \"" + item + "\" needs ports P-Q");
@@ -293,6 +310,14 @@ DutModel DutModel::parse(const std::string& text) {
             throw std::invalid_argument("DUT element \"" + item + "\" needs ports P-Q");
         const int port1 = parsePort(ports[0], item);
         const int port2 = parsePort(ports[1], item);
+        if (kind == "isolator") {
+            if (fields.size() > 4)
+                throw std::invalid_argument("too many fields in \"" + item + "\"");
+            const double loss = fields.size() > 2 ? parseNumber(fields[2], item) : 0.5;
+            const double isolation = fields.size() > 3 ? parseNumber(fields[3], item) : 20.0;
+            model.connectIsolator(port1, port2, loss, isolation);
+            continue;
+        }
         if (kind == "thru") {
             if (fields.size() > 4)
                 throw std::invalid_argument("too many fields in \"" + item + "\"");

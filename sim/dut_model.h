@@ -25,14 +25,15 @@ struct BandPassFilterDesign {
     double lineDelayNs = 0.25; // connector line at each end
 };
 
-enum class ElementKind { BandPassFilter, Thru, Open, Short, Load };
+enum class ElementKind { BandPassFilter, Thru, Isolator, Open, Short, Load };
 
 struct DutElement {
     ElementKind kind = ElementKind::Load;
     int port1 = 0;
     int port2 = -1;              // second port of a two-port element, -1 for a one-port
     double delayNs = 0.0;        // thru length, or the offset of a one-port standard
-    double lossDb = 0.0;         // thru insertion loss
+    double lossDb = 0.0;         // thru insertion loss; isolator loss from port1 to port2
+    double isolationDb = 0.0;    // isolator loss from port2 back to port1
     BandPassFilterDesign filter; // BandPassFilter only
 };
 
@@ -47,6 +48,9 @@ public:
     // std::invalid_argument for a port out of range or a two-port element on one port.
     void connectFilter(int port1, int port2, const BandPassFilterDesign& design);
     void connectThru(int port1, int port2, double delayNs = 0.5, double lossDb = 0.2);
+    // Passes port1 -> port2 with `lossDb`, port2 -> port1 only `isolationDb` down: a DUT whose
+    // S21 and S12 differ.
+    void connectIsolator(int port1, int port2, double lossDb = 0.5, double isolationDb = 20.0);
     void terminate(int port, ElementKind oneport, double offsetDelayNs = 0.0);
     void clear() { elements_.clear(); }
 
@@ -61,6 +65,7 @@ public:
     // commas:
     //   filter:P-Q[:centreMHz:bandwidthMHz[:order]]   band-pass filter between ports P and Q
     //   thru:P-Q[:delayNs[:lossDb]]                    line between P and Q
+    //   isolator:P-Q[:lossDb[:isolationDb]]            passes P to Q, blocks Q to P
     //   open:P  short:P  load:P                        one-port standards
     //   empty (or "none")                              every port matched
     // std::invalid_argument with a message for anything else.
