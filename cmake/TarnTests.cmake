@@ -11,8 +11,8 @@ target_link_libraries(tarn_testsupport PUBLIC tarn_static GTest::gtest)
 if(TARGET tarn_sim)
     target_link_libraries(tarn_testsupport PUBLIC tarn_sim)
 endif()
-if(TARGET tarn-sweep)
-    target_compile_definitions(tarn_testsupport PUBLIC TARN_SWEEP_TOOL="$<TARGET_FILE:tarn-sweep>")
+if(TARGET tarnctl)
+    target_compile_definitions(tarn_testsupport PUBLIC TARNCTL_TOOL="$<TARGET_FILE:tarnctl>")
 endif()
 target_compile_definitions(tarn_testsupport PUBLIC
     TARN_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
