@@ -24,6 +24,11 @@ foreach(source ${TARN_UNIT_TESTS})
     add_executable(${name} ${source})
     target_link_libraries(${name} PRIVATE tarn_testsupport GTest::gtest_main ${CMAKE_DL_LIBS})
     add_dependencies(${name} tarndll)
+    if(name MATCHES "^test_vna" AND TARGET tarnvna)
+        target_link_libraries(${name} PRIVATE tarnvna)
+        target_compile_definitions(${name} PRIVATE
+            TARNVNA_SHARED_LIBRARY="$<TARGET_FILE:tarnvna>")
+    endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit)
 endforeach()
 

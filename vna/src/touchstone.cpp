@@ -167,7 +167,7 @@ int tarnvna_touchstone_read(const char* path, tarnvna_network_t* network) {
     std::vector<double> freqs, re, im;
     bool noiseFollows = false;
     size_t at = 0;
-    for (; at + perPoint <= numbers.size(); at += perPoint) {
+    for (; at < numbers.size(); at += perPoint) {
         const double mhz = numbers[at] * hzPerUnit / 1e6;
         if (!freqs.empty() && !(mhz > freqs.back())) {
             if (ports == 2) {
@@ -176,6 +176,8 @@ int tarnvna_touchstone_read(const char* path, tarnvna_network_t* network) {
             }
             return Orvek::ERR_INVALID_PARAMETER;
         }
+        if (at + perPoint > numbers.size())
+            return Orvek::ERR_INVALID_PARAMETER; // a point cut short
         freqs.push_back(mhz);
         const size_t base = re.size();
         re.resize(base + ports * ports);
