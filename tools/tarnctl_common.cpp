@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -82,14 +83,26 @@ Unit::~Unit() {
     tarnvna_unit_close(unit_);
 }
 
-ProgressBar::ProgressBar(std::string label) : label_(std::move(label)), terminal_(isatty(2)) {}
+namespace {
+volatile std::sig_atomic_t interruptRequested = 0;
+void requestInterrupt(int) {
+    interruptRequested = 1;
+}
+} // namespace
+
+ProgressBar::ProgressBar(std::string label)
+    : label_(std::move(label)), terminal_(isatty(2)),
+      previousInterrupt_(std::signal(SIGINT, requestInterrupt)) {}
 
 ProgressBar::~ProgressBar() {
+    std::signal(SIGINT, previousInterrupt_);
     if (terminal_ && shown_ >= 0)
         std::fprintf(stderr, "\n");
 }
 
 bool ProgressBar::callback(int percent, void* self) {
+    if (interruptRequested)
+        return false;
     auto* bar = static_cast<ProgressBar*>(self);
     if (!bar->terminal_ || percent == bar->shown_)
         return true;

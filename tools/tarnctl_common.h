@@ -57,7 +57,9 @@ private:
 // Explains a failed exchange with the unit at `where`.
 [[noreturn]] void failUnit(const UnitAddress& where, const std::string& what, int code);
 
-// Progress on a terminal (standard error), nothing otherwise. Pass progress() and this.
+// Progress on a terminal (standard error), nothing otherwise. Pass callback() and this. While
+// it exists, Ctrl-C cancels through the callback instead of killing the program, so a PROM
+// transfer still switches the unit's write-enable off.
 class ProgressBar {
 public:
     explicit ProgressBar(std::string label);
@@ -68,6 +70,7 @@ private:
     std::string label_;
     bool terminal_;
     int shown_ = -1;
+    void (*previousInterrupt_)(int);
 };
 
 // Asks on the terminal; without one, or without "y", the answer is no. --yes skips asking.
