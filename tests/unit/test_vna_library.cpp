@@ -153,7 +153,8 @@ TEST(VnaLibrary, RefusesWhatReadersWouldMisparseAndKeepsTheOldFile) {
         const tarnvna_network_t bad = makeNetwork(1, freqs, re, im);
         EXPECT_EQ(tarnvna_touchstone_write(path.c_str(), &bad, nullptr), -30);
     }
-    const tarnvna_network_t good = makeNetwork(1, {1.0}, re, im);
+    const std::vector<double> one = {1.0};
+    const tarnvna_network_t good = makeNetwork(1, one, re, im);
     EXPECT_EQ(tarnvna_touchstone_write("/nonexistent/x.s1p", &good, nullptr), -7);
     EXPECT_EQ(slurp(path), "precious");
 }
