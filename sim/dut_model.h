@@ -25,15 +25,17 @@ struct BandPassFilterDesign {
     double lineDelayNs = 0.25; // connector line at each end
 };
 
-enum class ElementKind { BandPassFilter, Thru, Isolator, Open, Short, Load };
+// Matrix is a test fixture on all eight ports: every port couples to every port, each ordered
+// pair (reflections included) with its own loss and delay, as a bank of isolating amplifiers
+// between the ports would. Any two paths, in either direction, then measure differently.
+enum class ElementKind { BandPassFilter, Thru, Open, Short, Load, Matrix };
 
 struct DutElement {
     ElementKind kind = ElementKind::Load;
     int port1 = 0;
     int port2 = -1;              // second port of a two-port element, -1 for a one-port
     double delayNs = 0.0;        // thru length, or the offset of a one-port standard
-    double lossDb = 0.0;         // thru insertion loss; isolator loss from port1 to port2
-    double isolationDb = 0.0;    // isolator loss from port2 back to port1
+    double lossDb = 0.0;         // thru insertion loss
     BandPassFilterDesign filter; // BandPassFilter only
 };
 
@@ -48,10 +50,9 @@ public:
     // std::invalid_argument for a port out of range or a two-port element on one port.
     void connectFilter(int port1, int port2, const BandPassFilterDesign& design);
     void connectThru(int port1, int port2, double delayNs = 0.5, double lossDb = 0.2);
-    // Passes port1 -> port2 with `lossDb`, port2 -> port1 only `isolationDb` down: a DUT whose
-    // S21 and S12 differ.
-    void connectIsolator(int port1, int port2, double lossDb = 0.5, double isolationDb = 20.0);
     void terminate(int port, ElementKind oneport, double offsetDelayNs = 0.0);
+    // Replaces everything with the port matrix.
+    void connectMatrix();
     void clear() { elements_.clear(); }
 
     // S(outPort, inPort) at `freqMHz`: the wave leaving `outPort` per unit wave entering
@@ -65,8 +66,8 @@ public:
     // commas:
     //   filter:P-Q[:centreMHz:bandwidthMHz[:order]]   band-pass filter between ports P and Q
     //   thru:P-Q[:delayNs[:lossDb]]                    line between P and Q
-    //   isolator:P-Q[:lossDb[:isolationDb]]            passes P to Q, blocks Q to P
     //   open:P  short:P  load:P                        one-port standards
+    //   matrix                                         the port matrix, alone
     //   empty (or "none")                              every port matched
     // std::invalid_argument with a message for anything else.
     static DutModel parse(const std::string& text);
