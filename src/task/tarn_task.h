@@ -95,6 +95,8 @@ public:
     friend class TaskHelpers;
     // Unit tests reach the state record through this (defined only in tests).
     friend struct TarnTaskTestAccess;
+    // The companion library (its own copy of these sources) reaches its own tasks through this.
+    friend struct TarnTaskToolAccess;
 
     // A new task: TASK_UNINITIALIZED, no address, port 0, its own unbound socket manager.
     TarnTask();
