@@ -11,8 +11,8 @@ target_link_libraries(tarn_testsupport PUBLIC tarn_static GTest::gtest)
 if(TARGET tarn_sim)
     target_link_libraries(tarn_testsupport PUBLIC tarn_sim)
 endif()
-if(TARGET tarn-sweep)
-    target_compile_definitions(tarn_testsupport PUBLIC TARN_SWEEP_TOOL="$<TARGET_FILE:tarn-sweep>")
+if(TARGET tarnctl)
+    target_compile_definitions(tarn_testsupport PUBLIC TARNCTL_TOOL="$<TARGET_FILE:tarnctl>")
 endif()
 target_compile_definitions(tarn_testsupport PUBLIC
     TARN_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
@@ -24,8 +24,17 @@ foreach(source ${TARN_UNIT_TESTS})
     add_executable(${name} ${source})
     target_link_libraries(${name} PRIVATE tarn_testsupport GTest::gtest_main ${CMAKE_DL_LIBS})
     add_dependencies(${name} tarndll)
+    if(name MATCHES "^test_vna" AND TARGET tarnvna)
+        target_link_libraries(${name} PRIVATE tarnvna)
+        target_compile_definitions(${name} PRIVATE
+            TARNVNA_SHARED_LIBRARY="$<TARGET_FILE:tarnvna>")
+    endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit)
 endforeach()
+
+# No file under src/ includes a layer above its own, and the include graph has no cycle.
+add_test(NAME check-layers COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layers)
+set_tests_properties(check-layers PROPERTIES LABELS unit)
 
 # The lab is made once per run and shared by every lab test; each lab test binds its own port
 # (tests that must share port 1024 take the "port1024" lock).

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "link/entry_point.h"
+#include "core/entry_point.h"
 #include "link/packet_data.h"
 
 #include "link/transport.h"
