@@ -25,7 +25,7 @@ constexpr int kReadChunk = 32;
 constexpr int kEnableTimeoutMs = 150;
 constexpr int kEnablePollMs = 50;
 
-const std::shared_ptr<SocketManager>& endpointOf(tarnvna_unit_t& unit) {
+const std::shared_ptr<Transport>& endpointOf(tarnvna_unit_t& unit) {
     return TarnTaskToolAccess::state(unit.task).socketManager;
 }
 
