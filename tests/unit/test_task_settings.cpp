@@ -65,27 +65,6 @@ TEST(TaskDefaults, NewTaskHoldsTheDocumentedDefaults) {
     EXPECT_EQ(task.getHardwareDetails(), task.getHardwareDetails());
 }
 
-TEST(TaskDefaults, SharedTaskStartsFreshButSharesTheEndpoint) {
-    auto first = makeStoppedTask();
-    ASSERT_EQ(first->setIPAddress("192.168.1.10"), ERR_OK);
-    ASSERT_EQ(first->setIPPort(1200), ERR_OK);
-    first->setTimeout(7);
-    TarnTask second(*first);
-    EXPECT_EQ(second.getIPAddress(), nullptr);
-    EXPECT_EQ(second.getIPPort(), 0);
-    EXPECT_EQ(second.getTimeout(), 100u);
-    EXPECT_EQ(second.getState(), TASK_UNINITIALIZED);
-    EXPECT_EQ(second.getHardwareDetails()->Maximum_freq, 0);
-    auto& firstState = Orvek::TarnTaskTestAccess::state(*first);
-    auto& secondState = Orvek::TarnTaskTestAccess::state(second);
-    ASSERT_NE(firstState.socketManager, nullptr);
-    EXPECT_EQ(firstState.socketManager, secondState.socketManager);
-    EXPECT_EQ(firstState.socketManager.use_count(), 2);
-    TarnTask independent;
-    EXPECT_NE(Orvek::TarnTaskTestAccess::state(independent).socketManager,
-              firstState.socketManager);
-}
-
 TEST(TaskSettings, EveryCheckedSetterRefusesWhileStartedOrRunningAndKeepsTheOldValue) {
     // Each entry changes one setting and reads it back; the unit has every feature and the TDD
     // board so that only the state can refuse.
@@ -248,19 +227,6 @@ TEST(TaskSettings, MeasurementTypeAcceptsOnlySyncAndAsync) {
     EXPECT_EQ(task->getMeasurementType(), PROG_ASYNC);
 }
 
-TEST(TaskSettings, FeatureQueryThrowsForFeaturesWithoutAFlagBit) {
-    auto task = makeStoppedTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, kSerialPortBit);
-    EXPECT_TRUE(task->getFeaturePresent(FEATURE_SERIAL_PORT));
-    EXPECT_FALSE(task->getFeaturePresent(FEATURE_SHAFT_ENCODER));
-    try {
-        task->getFeaturePresent(FEATURE_RETIRED_8);
-        FAIL() << "a retired feature must throw";
-    } catch (const InvalidPromException& e) {
-        EXPECT_STREQ(e.what(), "Feature flag is no longer valid!");
-    }
-    EXPECT_THROW(task->getFeaturePresent(static_cast<Hardware_Features>(1)), InvalidPromException);
-}
-
 TEST(TaskConnection, AddressAndPortReturnTheTaskToUninitialised) {
     auto task = makeStoppedTask();
     EXPECT_EQ(task->setIPAddress(nullptr), ERR_MISSING_IP);
@@ -288,25 +254,4 @@ TEST(TaskConnection, AddressAndPortReturnTheTaskToUninitialised) {
     EXPECT_EQ(task->getState(), TASK_UNINITIALIZED);
     EXPECT_EQ(task->setIPPort(1024), ERR_OK);
     EXPECT_EQ(task->getIPPort(), 1024);
-}
-
-TEST(TaskConnection, NetworkCallsRefuseBeforeTouchingTheNetwork) {
-    // None of these may send anything: they fail on state or missing settings first.
-    auto stopped = makeStoppedTask();
-    EXPECT_EQ(stopped->initialize(nullptr, nullptr), ERR_WRONG_STATE);
-
-    TarnTask fresh;
-    EXPECT_EQ(fresh.initialize(nullptr, nullptr), ERR_MISSING_IP);
-    EXPECT_EQ(fresh.utilPingUnit(1), ERR_MISSING_IP);
-    ASSERT_EQ(fresh.setIPAddress("192.168.1.10"), ERR_OK);
-    EXPECT_EQ(fresh.initialize(nullptr, nullptr), ERR_MISSING_PORT);
-    EXPECT_EQ(fresh.utilPingUnit(1), ERR_MISSING_PORT);
-    EXPECT_EQ(fresh.getState(), TASK_UNINITIALIZED);
-
-    for (Task_State state : {TASK_UNINITIALIZED, TASK_RUNNING}) {
-        auto task = makeStoppedTask();
-        task->setIPAddress("192.168.1.10");
-        setTaskState(*task, state);
-        EXPECT_EQ(task->enterLowPowerState(), ERR_WRONG_STATE);
-    }
 }
