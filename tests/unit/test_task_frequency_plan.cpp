@@ -209,17 +209,3 @@ TEST(FrequencyPlan, OffsetIsCountedIn256TuningStepsOfBandZero) {
     ASSERT_EQ(task->setFrequencyOffset(false, 0x01000001u), ERR_OK);
     EXPECT_NEAR(task->getFrequencyOffset(), 256 * 1e-3, kTolerance);
 }
-
-TEST(FrequencyPlan, FrameTimeNeedsAStartedTask) {
-    auto task = makeStoppedTask();
-    ASSERT_EQ(task->setHopRate(HOP_1K), ERR_OK);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_0), ERR_OK);
-    Orvek::TarnTaskTestAccess::state(*task).pointCountPerFrame = 352;
-    EXPECT_EQ(task->getPreciseTimePerFrame(), -1.0);
-    for (Task_State state : {TASK_STARTED, TASK_RUNNING}) {
-        setTaskState(*task, state);
-        // 29774 master-clock cycles per point at 100 MHz, 352 points on each of 2 paths.
-        EXPECT_NEAR(task->getPreciseTimePerFrame(), 29774 / 100e6 * 704, 1e-12);
-    }
-}
