@@ -23,23 +23,17 @@ struct Sent {
     int tagA, tagB, counter;
 };
 
-void send(const std::vector<Sent>& packets) {
-    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    ASSERT_GE(fd, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(kPort);
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+// Sent through the endpoint to itself: the datagrams come from the bound port, as a unit's do.
+void send(Orvek::SocketManager& endpoint, const std::vector<Sent>& packets) {
     for (const Sent& p : packets) {
-        const unsigned char datagram[6] = {static_cast<unsigned char>(p.tagA),
-                                           static_cast<unsigned char>(p.tagB),
-                                           static_cast<unsigned char>(p.counter >> 8),
-                                           static_cast<unsigned char>(p.counter),
-                                           0x12,
-                                           0x34};
-        sendto(fd, datagram, sizeof datagram, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        const std::vector<char> datagram = {static_cast<char>(p.tagA),
+                                            static_cast<char>(p.tagB),
+                                            static_cast<char>(p.counter >> 8),
+                                            static_cast<char>(p.counter),
+                                            0x12,
+                                            0x34};
+        endpoint.send_to(kSender, datagram);
     }
-    close(fd);
 }
 
 } // namespace
@@ -83,7 +77,7 @@ TEST(SweepCollection, ChecksCountersTagsAndPathOrder) {
         sync.nextCounter = 7;
         sync.tagKnown = true;
         sync.unitTag = 9;
-        send(c.sent);
+        send(*endpoint, c.sent);
         std::vector<PacketData> packets;
         EXPECT_EQ(collectSweep(endpoint, kSender, shape, c.toBoundary, sync, packets, interrupted),
                   c.result);
@@ -99,11 +93,11 @@ TEST(SweepCollection, ChecksCountersTagsAndPathOrder) {
     SweepSync sync;
     sync.counterKnown = true;
     sync.nextCounter = 65534;
-    send({{9, 0, 65534}, {9, 1, 65535}, {9, 0, 0}, {9, 1, 1}});
+    send(*endpoint, {{9, 0, 65534}, {9, 1, 65535}, {9, 0, 0}, {9, 1, 1}});
     std::vector<PacketData> packets;
     EXPECT_EQ(collectSweep(endpoint, kSender, shape, false, sync, packets, interrupted), ERR_OK);
     EXPECT_EQ(sync.nextCounter, 2);
-    send({{9, 1, 65535}, {9, 0, 2}, {9, 1, 3}, {9, 0, 4}, {9, 1, 5}});
+    send(*endpoint, {{9, 1, 65535}, {9, 0, 2}, {9, 1, 3}, {9, 0, 4}, {9, 1, 5}});
     EXPECT_EQ(collectSweep(endpoint, kSender, shape, false, sync, packets, interrupted), ERR_OK);
     EXPECT_EQ(packets.front().packetCounter, 2);
 }
