@@ -7,7 +7,7 @@
 #include <new>
 #include <sstream>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "prom/prom_validation.h"
 #include "text_file.h"
 
