@@ -100,12 +100,15 @@ static void check_hardware_details_of_null(void) {
     CHECK_EQ(details.numberOfBandBoundaries, 0);
 }
 
-/* A live task and null out-pointers: ERR_BYTES and nothing written, never a crash. */
+/* A live task: its defaults, and null out-pointers refused with ERR_BYTES, never a crash. */
 static void check_null_out_pointers(void) {
     task_t* task = createTask();
     CHECK(task != NULL);
     if (!task)
         return;
+    /* The defaults a new task starts from. */
+    CHECK(getState(task) == TASK_UNINITIALIZED && getTimeout(task) == 100);
+    CHECK(getHopRate(task) == HOP_UNDEFINED && getMeasurementType(task) == PROG_SYNC);
     CHECK_EQ(getExclusionBandCount(task, NULL), ERR_BYTES);
     CHECK_EQ(getExclusionBand(task, 0, NULL, NULL), ERR_BYTES);
     CHECK_EQ(utilNearestLegalFreq(task, NULL), ERR_BYTES);

@@ -11,6 +11,8 @@
 
 #include "lab_namespace.h"
 #include "measure_lab.h"
+#include "prom_fixtures.h"
+#include "sim/profiles.h"
 #include "sim_units.h"
 #include "task_test_access.h"
 
@@ -57,6 +59,8 @@ TEST_P(MeasureSwitchBoards, EveryPathMatchesTheModelOfTheRequestedPorts) {
     auto task = tarnlab::initialisedTask(kUnit, kPort, problem);
     ASSERT_NE(task, nullptr) << problem;
     const PromParameters& prom = *task->getHardwareDetails();
+    // Initialisation read the unit's whole description.
+    EXPECT_TRUE(tarntest::promParametersEqual(Sim::profileParameters(c.profile, 10), prom));
 
     ASSERT_EQ(task->setHopRate(HOP_45K), ERR_OK);
     // Across every band of the plan; four receivers make two packets per path.

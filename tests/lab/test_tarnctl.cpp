@@ -11,7 +11,6 @@
 #include <cmath>
 #include <complex>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -167,17 +166,9 @@ TEST(Tarnctl, TouchstoneReadsBackToWhatTheUnitMeasured) {
         EXPECT_LT(worst, 1e-9);
 
         if (*c.dut) {
-            // Every ordered port pair of the matrix DUT differs, S21 from S12 included: the
-            // columns must be its S-parameters in their places, up to the 16-bit quantisation.
-            const Orvek::Sim::DutModel dut = unit.dut();
-            ASSERT_GT(std::abs(dut.s(1, 0, 2000.0) - dut.s(0, 1, 2000.0)), 0.05);
-            double off = 0.0;
-            for (size_t k = 0; k < file.hz.size(); ++k)
-                for (int out = 0; out < 2; ++out)
-                    for (int in = 0; in < 2; ++in)
-                        off = std::max(
-                            off, std::abs(file.s[k][out][in] - dut.s(out, in, file.hz[k] / 1e6)));
-            EXPECT_LT(off, 0.01);
+            // S21 differs from S12 on the matrix DUT, so the check above sees every column's
+            // place (that the ratios are the S-parameters is the simulator's own test).
+            ASSERT_GT(std::abs(unit.dut().s(1, 0, 2000.0) - unit.dut().s(0, 1, 2000.0)), 0.05);
         }
     }
 }
@@ -201,20 +192,21 @@ TEST(Tarnctl, InfoJsonCarriesEveryHardwareDetail) {
     const tarn_hardware_details_t d = getHardwareDetails(task);
     deleteTask(task);
 
-    EXPECT_EQ(h.size(), 13u);
-    EXPECT_EQ(h.at("minimumFrequency"), d.minimumFrequency);
-    EXPECT_EQ(h.at("maximumFrequency"), d.maximumFrequency);
-    EXPECT_EQ(h.at("maximumNumberOfPoints"), d.maximumNumberOfPoints);
-    EXPECT_EQ(h.at("promKey29"), d.promKey29);
-    EXPECT_EQ(h.at("bandBoundaries"), std::vector<int>(d.bandBoundaries, d.bandBoundaries + 8));
-    EXPECT_EQ(h.at("numberOfBandBoundaries"), d.numberOfBandBoundaries);
-    EXPECT_EQ(h.at("switchBoardType"), static_cast<int>(d.switchBoardType));
-    EXPECT_EQ(h.at("hasShaftEncoder"), d.hasShaftEncoder);
-    EXPECT_EQ(h.at("hasSerialPort"), d.hasSerialPort);
-    EXPECT_EQ(h.at("hasSwitchboardAttenuator"), d.hasSwitchboardAttenuator);
-    EXPECT_EQ(h.at("hasMultipleReceivers"), d.hasMultipleReceivers);
-    EXPECT_EQ(h.at("hasFeature7"), d.hasFeature7);
-    EXPECT_EQ(h.at("hasFeature6"), d.hasFeature6);
+    const nlohmann::json expected = {
+        {"minimumFrequency", d.minimumFrequency},
+        {"maximumFrequency", d.maximumFrequency},
+        {"maximumNumberOfPoints", d.maximumNumberOfPoints},
+        {"promKey29", d.promKey29},
+        {"bandBoundaries", std::vector<int>(d.bandBoundaries, d.bandBoundaries + 8)},
+        {"numberOfBandBoundaries", d.numberOfBandBoundaries},
+        {"switchBoardType", static_cast<int>(d.switchBoardType)},
+        {"hasShaftEncoder", d.hasShaftEncoder},
+        {"hasSerialPort", d.hasSerialPort},
+        {"hasSwitchboardAttenuator", d.hasSwitchboardAttenuator},
+        {"hasMultipleReceivers", d.hasMultipleReceivers},
+        {"hasFeature7", d.hasFeature7},
+        {"hasFeature6", d.hasFeature6}};
+    EXPECT_EQ(h, expected);
     EXPECT_EQ(info.at("prom").at("master_clock_mhz"), 32.0);
 }
 
@@ -243,19 +235,6 @@ TEST(Tarnctl, DumpRestoresABlankUnitAndListsTheUploadedProgram) {
     const std::vector<std::uint8_t> restored = blankUnit.promContents();
     const size_t length = 22 + (original[20] << 8 | original[21]);
     EXPECT_TRUE(std::equal(original.begin(), original.begin() + length, restored.begin()));
-
-    // Both initialise to the same description.
-    tarn_hardware_details_t details[2];
-    const int ports[2] = {1263, 1264};
-    for (int i = 0; i < 2; ++i) {
-        task_t* task = createTask();
-        setIPAddress(task, "192.168.1.10");
-        setIPPort(task, ports[i]);
-        ASSERT_EQ(initialize(task, nullptr, nullptr), 0) << "port " << ports[i];
-        details[i] = getHardwareDetails(task);
-        deleteTask(task);
-    }
-    EXPECT_EQ(std::memcmp(&details[0], &details[1], sizeof details[0]), 0);
 
     // The offline listing holds, byte for byte, the program a sweep of that unit uploads.
     const std::string sweep = " --start 1000 --stop 2000 --points 11 --hop 7k --gain 6";

@@ -30,35 +30,26 @@ inline void describeTestUnit(Orvek::PromParameters& unit, Orvek::SwitchBoard_Typ
                              uint8_t featureFlags) {
     using namespace Orvek;
     unit.reset();
-    auto set = [&unit](int key) { unit.setKeyPresent(key, true); };
     unit.Minimum_freq = 10;
-    set(PromKey::MinimumFreq);
     unit.Maximum_freq = 6000;
-    set(PromKey::MaximumFreq);
     unit.Maximum_number_of_points = 1000;
-    set(PromKey::MaximumNumberOfPoints);
     unit.Number_of_band_boundaries = 8;
-    set(PromKey::NumberOfBandBoundaries);
-    const int edges[8] = {3000, 1500, 750, 375, 187, 93, 46, 23};
-    for (int i = 0; i < 8; ++i) {
-        unit.Band_boundaries[i] = edges[i];
-        set(PromKey::FirstBandBoundary + i);
-    }
+    unit.Band_boundaries = {3000, 1500, 750, 375, 187, 93, 46, 23};
     unit.PLL_type = 0;
-    set(PromKey::PllType);
     unit.Int_PLL_Div = 100;
-    set(PromKey::IntPllDiv);
     unit.Number_of_PLL_loop_gain_boundaries = 0;
-    set(PromKey::NumberOfPllLoopGainBoundaries);
     unit.PLL_prescaler_in_use = 0;
-    set(PromKey::PllPrescalerInUse);
     unit.DDS_reference_frequency = 167.77216;
-    set(PromKey::DdsReferenceFrequency);
     unit.Master_clock_frequency = kTestUnitMasterClockMHz;
-    set(PromKey::MasterClockFrequency);
     unit.Feature_flags = featureFlags;
     unit.setSwitchboardType(board);
-    set(PromKey::FeatureFlags);
+    // Keys 3..16 (range, points, band plan, PLL type and divider), 18, 23, 25, 26 and 28.
+    for (int key = PromKey::MinimumFreq; key <= PromKey::IntPllDiv; ++key)
+        unit.setKeyPresent(key, true);
+    for (int key :
+         {PromKey::NumberOfPllLoopGainBoundaries, PromKey::PllPrescalerInUse,
+          PromKey::DdsReferenceFrequency, PromKey::MasterClockFrequency, PromKey::FeatureFlags})
+        unit.setKeyPresent(key, true);
 }
 
 // A task in TASK_STOPPED against the test unit, as if initialize() had succeeded.

@@ -1,11 +1,10 @@
 // Radio hardware arithmetic: band selection, DDS tuning words and PLL set-up against
-// hand-computed values and, for random frequencies, against the synthesiser's own definition
-// f = word x N x f_ref / 2^24 / 2^band; front-end register tables, point timing and the fixed
-// power-up image, each with the listing comments the program layer gives them.
+// hand-computed values (f = word x N x f_ref / 2^24 / 2^band); front-end register tables, point
+// timing and the fixed power-up image, each with the listing comments the program layer gives
+// them.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <stdexcept>
 #include <string>
 
@@ -85,32 +84,6 @@ TEST(FreqToRegisters, HandComputedWordsAndText) {
     // A word exactly halfway between two steps rounds up, not to even.
     EXPECT_EQ(registers(5000.0 * (2 * 0x123456 + 1) / 16777216.0, 0, prom).tx, 0x123457);
     EXPECT_EQ(registers(5000.0 * (2 * 0x123457 + 1) / 16777216.0, 0, prom).tx, 0x123458);
-}
-
-TEST(FreqToRegisters, RandomFrequenciesAcrossThePlan) {
-    const PromParameters prom = octaveUnit();
-    std::mt19937 rng(20240611);
-    std::uniform_real_distribution<double> anywhere(12.0, 3000.0);
-    int bandsSeen = 0;
-    for (int i = 0; i < 4000; ++i) {
-        const double f = anywhere(rng);
-        SCOPED_TRACE(f);
-        const int band = freqToBand(f, prom, false);
-        ASSERT_TRUE(band >= 0 && band <= 7);
-        bandsSeen |= 1 << band;
-
-        const double word = freqToDDS(f, band, prom);
-        EXPECT_NEAR(DDSToFreq(word, band, prom), f, f * 1e-14);
-        EXPECT_LT(word, 16777216.0); // fits the 24-bit DDS
-
-        const double step = kStepBand0 / (1 << band);
-        const Words w = registers(f, band, prom);
-        EXPECT_NEAR(w.freq, w.tx * step, w.freq * 1e-14); // the frequency of the sent word
-        EXPECT_LE(std::fabs(w.freq - f), step / 2 * (1 + 1e-9));
-        // The receive word sits the intermediate frequency above, to within half a step.
-        EXPECT_LE(std::fabs((w.rx - w.tx) * step - 10.7002), step / 2 * (1 + 1e-9));
-    }
-    EXPECT_EQ(bandsSeen, 0xFF);
 }
 
 TEST(FreqToRegisters, NeutralResultsForBadBandOrFractionalPll) {
@@ -250,12 +223,11 @@ TEST(PointTiming, CycleCountOfEveryRateAndUnknownRates) {
     }
 }
 
-TEST(PowerupSequence, FixedImageAndListing) {
+TEST(PowerupSequence, FixedListing) {
     ProgramSource source;
     source.append(standardPowerupSequence());
     const PromParameters prom;
-    EXPECT_EQ(source.compile(prom).program, "800e8300850084088e7fFDFD7500740035003400FDFD"
-                                            "33083202310030007308720271807000FDFD970098009b009a18");
+    // Its bytes are checked where they begin every start-up (the measurement program tests).
     const std::string fd = "#> Delay one point duration. \n";
     EXPECT_EQ(source.humanReadable(prom),
               "#>> <<<<<<<<<< Start of hard coded startup configuration.\n\n"

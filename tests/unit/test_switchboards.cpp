@@ -169,20 +169,3 @@ TEST(SwitchBoardDispatch, KindIsTheLowNibbleOfTheSwitchBoardByte) {
             EXPECT_EQ(outcome(make), "PromFeatureNotPresentException: Unknown switch board!");
     }
 }
-
-TEST(SwitchBoardState, EqualityIgnoresCommentAndRespectsKindAndPaths) {
-    using Four = SimpleFourPortSwitchBoard;
-    auto a = build<Four>(kTx[1], kRx[2]), b = build<Four>(kTx[1], kRx[2]);
-    b->setComment("something else");
-    EXPECT_EQ(b->getComment(), "something else");
-    EXPECT_TRUE(*a == *b);
-    // Same register value (0x50), other paths; equal paths on another kind of board.
-    EXPECT_TRUE(*build<Four>(kTx[0], kRx[0]) != *build<Four>(kTx[1], kRx[0]));
-    EXPECT_TRUE(*a != *build<TDDFourPortSwitchBoard>(kTx[1], kRx[2]));
-    EXPECT_TRUE(*build<TDDFourPortSwitchBoard>(kTx[1], kRx[2]) != *a);
-    EXPECT_TRUE(*build<TDDFourPortSwitchBoard>(-1, kRx[2]) !=
-                *build<TDDFourPortSwitchBoard>(kTx[0], kRx[2]));
-    // A board set from an S-parameter path is the board of that path's ports.
-    EXPECT_TRUE(SParamSwitchBoard(PATH_T2R1) == *build<SParamSwitchBoard>(kTx[1], kRx[0]));
-    EXPECT_TRUE(SParamSwitchBoard(PATH_REF) == *build<SParamSwitchBoard>(kTx[2], kRx[2]));
-}

@@ -72,12 +72,10 @@ TEST(FrequencyPlan, LimitsAreInclusiveAndBelowTheLowestBandIsStoredAsZero) {
     EXPECT_EQ(task->getFrequencies()[0], 0.0);
     EXPECT_NEAR(task->getFrequencies()[1], 6000.0, kTolerance);
 
-    const double above[] = {1000.0, 6000.0 + 1e-9};
-    const double below[] = {10.0 - 1e-9};
-    const double nan[] = {std::nan("")};
-    EXPECT_EQ(task->setFrequencies(above, 2), ERR_FREQ_OUT_OF_BOUNDS);
-    EXPECT_EQ(task->setFrequencies(below, 1), ERR_FREQ_OUT_OF_BOUNDS);
-    EXPECT_EQ(task->setFrequencies(nan, 1), ERR_FREQ_OUT_OF_BOUNDS);
+    for (double outside : {6000.0 + 1e-9, 10.0 - 1e-9, std::nan("")}) {
+        const double list[] = {1000.0, outside};
+        EXPECT_EQ(task->setFrequencies(list, 2), ERR_FREQ_OUT_OF_BOUNDS) << outside;
+    }
     double f = 6000.5;
     EXPECT_EQ(task->utilNearestLegalFreq(f), ERR_FREQ_OUT_OF_BOUNDS);
     EXPECT_EQ(f, 6000.5);
@@ -173,10 +171,8 @@ TEST(FrequencyPlan, GeneratedSweepsRunUpAndDownOnSnappedPoints) {
 
 TEST(FrequencyPlan, ExclusionBandsAreKeptAsGiven) {
     auto task = makeStoppedTask();
-    EXPECT_EQ(task->addExclusionBand(0.0, 10.0), ERR_INVALID_PARAMETER);
-    EXPECT_EQ(task->addExclusionBand(10.0, 10.0), ERR_INVALID_PARAMETER);
-    EXPECT_EQ(task->addExclusionBand(20.0, 10.0), ERR_INVALID_PARAMETER);
-    EXPECT_EQ(task->addExclusionBand(-5.0, 10.0), ERR_INVALID_PARAMETER);
+    for (double low : {0.0, 10.0, 20.0, -5.0})
+        EXPECT_EQ(task->addExclusionBand(low, 10.0), ERR_INVALID_PARAMETER) << low;
     ASSERT_EQ(task->addExclusionBand(900.0, 1000.0), ERR_OK);
     ASSERT_EQ(task->addExclusionBand(950.0, 960.0), ERR_OK);  // overlaps are accepted
     ASSERT_EQ(task->addExclusionBand(900.0, 1000.0), ERR_OK); // so are duplicates

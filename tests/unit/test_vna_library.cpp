@@ -111,16 +111,6 @@ TEST(VnaLibrary, TouchstoneReadsBackInAscendingFrequency) {
         }
 }
 
-TEST(VnaLibrary, TouchstoneTwoPortOrderAndOptionLine) {
-    const double freq = 1000.0;
-    double re[4] = {11, 12, 21, 22}; // S11 S12 / S21 S22, row by row
-    double im[4] = {-11, -12, -21, -22};
-    const tarnvna_network_t network{2, 1, const_cast<double*>(&freq), re, im};
-    const std::string path = scratch("order.s2p");
-    ASSERT_EQ(tarnvna_touchstone_write(path.c_str(), &network, "unit X"), 0);
-    EXPECT_EQ(slurp(path), "! unit X\n# Hz S RI R 50\n1000000000 11 -11 21 -21 12 -12 22 -22\n");
-}
-
 TEST(VnaLibrary, TouchstoneReaderTakesOtherUnitsFormatsAndStopsAtNoiseData) {
     const std::string path = scratch("foreign.s2p");
     std::ofstream(path) << "! from elsewhere\n# GHz S MA R 50\n"

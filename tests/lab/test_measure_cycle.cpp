@@ -1,9 +1,12 @@
-// Faults of the unit and the network never hand out another path's or another sweep's data:
-// a broken sweep fails with its code within a bounded time, and the next measure() is right
-// again, checked against the simulated unit's own model, without the caller restarting.
+// The measurement cycle against a simulated unit, synchronous and free-running, checked against
+// the unit's own model. Faults of the unit and the network never hand out another path's or
+// another sweep's data: a broken sweep fails with its code within a bounded time, and the next
+// measure() is right again without the caller restarting. An interrupt ends a blocked measure.
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -19,18 +22,15 @@ constexpr uint16_t kPort = 1244;
 const std::string kUnit = "192.168.1.14";
 using Clock = std::chrono::steady_clock;
 
-class MeasureFaults : public ::testing::Test {
+class MeasureCycle : public tarnlab::MeasureLab {
 protected:
-    // Two paths of two packets each (400 points).
-    void prepare(Program_Type type, bool realTime = false) {
-        TARN_REQUIRE_LAB_HOST_SIDE();
-        unit = &units.add(tarnlab::measureUnitConfig("s-param", kUnit, kPort, realTime));
-        ASSERT_EQ(units.start(), "");
-        std::string problem;
-        task = tarnlab::initialisedTask(kUnit, kPort, problem);
-        ASSERT_NE(task, nullptr) << problem;
-        ASSERT_EQ(task->setHopRate(HOP_90K), ERR_OK);
-        ASSERT_EQ(task->utilGenerateLinearSweep(800.0, 1200.0, 400), ERR_OK);
+    // Two paths of two packets each (400 points) unless told otherwise.
+    void prepare(Program_Type type, bool realTime = false, Hop_Rate hop = HOP_90K,
+                 unsigned points = 400) {
+        startUnit("s-param", kUnit, kPort, realTime);
+        ASSERT_NE(task, nullptr);
+        ASSERT_EQ(task->setHopRate(hop), ERR_OK);
+        ASSERT_EQ(task->utilGenerateLinearSweep(800.0, 1200.0, points), ERR_OK);
         ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
         ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_1), ERR_OK);
         ASSERT_EQ(task->setResetFrameCounterOnStart(true), ERR_OK);
@@ -63,14 +63,11 @@ protected:
         EXPECT_EQ(sweep.frameNumber, (sweep.packetCounter - 1) / 2 + 1);
         return sweep.packetCounter;
     }
-
-    tarnlab::SimulatedUnits units;
-    Sim::SimUnit* unit = nullptr;
-    std::unique_ptr<TarnTask> task;
 };
 
-TEST_F(MeasureFaults, FrameNumberCountsPacketsPerPath) {
+TEST_F(MeasureCycle, SynchronousFrameNumberCountsPacketsPerPath) {
     prepare(PROG_SYNC);
+    EXPECT_EQ(task->beginAsync(), ERR_WRONG_PROGRAM_TYPE);
     // Counters restart at 1 on start; each path's first packet is two packets after the last.
     const int expected[][2] = {{1, 3}, {5, 7}};
     for (const auto& sweep : expected) {
@@ -81,9 +78,12 @@ TEST_F(MeasureFaults, FrameNumberCountsPacketsPerPath) {
     SweepData data;
     ASSERT_EQ(task->extractSweepData(TARN_TX_PATH_1, TARN_RX_PATH_1, data), ERR_OK);
     EXPECT_EQ(data.frameNumber, 4);
+    EXPECT_EQ(task->stop(), ERR_OK);
+    EXPECT_EQ(task->measure(), ERR_WRONG_STATE);
+    EXPECT_EQ(unit->status().errors, 0u);
 }
 
-TEST_F(MeasureFaults, DuplicatedAndLatePacketsAreNeverTakenForTheNextSweep) {
+TEST_F(MeasureCycle, DuplicatedAndLatePacketsAreNeverTakenForTheNextSweep) {
     prepare(PROG_SYNC);
     // A duplicate inside the sweep, a duplicated last packet, and a copy that turns up 20 ms
     // later from the unit's address, after the sweep it belonged to.
@@ -98,7 +98,7 @@ TEST_F(MeasureFaults, DuplicatedAndLatePacketsAreNeverTakenForTheNextSweep) {
     EXPECT_EQ(task->stop(), ERR_OK);
 }
 
-TEST_F(MeasureFaults, LostOrTruncatedPacketBreaksOnlyItsSweep) {
+TEST_F(MeasureCycle, LostOrTruncatedPacketBreaksOnlyItsSweep) {
     prepare(PROG_SYNC);
     expectGoodSweep();
     unit->setFaults(Sim::FaultSettings::parse("drop-packets=2"));
@@ -108,7 +108,7 @@ TEST_F(MeasureFaults, LostOrTruncatedPacketBreaksOnlyItsSweep) {
     EXPECT_EQ(task->stop(), ERR_OK);
 }
 
-TEST_F(MeasureFaults, RestartMidSweepIsFollowedByAReloadedProgram) {
+TEST_F(MeasureCycle, RestartMidSweepIsFollowedByAReloadedProgram) {
     prepare(PROG_SYNC);
     expectGoodSweep();
     const uint32_t image = unit->status().imageSize;
@@ -118,9 +118,11 @@ TEST_F(MeasureFaults, RestartMidSweepIsFollowedByAReloadedProgram) {
     EXPECT_EQ(task->stop(), ERR_OK);
 }
 
-TEST_F(MeasureFaults, DroppedPacketWhileFreeRunningResynchronisesAtTheNextSweep) {
+TEST_F(MeasureCycle, DroppedPacketWhileFreeRunningResynchronisesAtTheNextSweep) {
     prepare(PROG_ASYNC, true);
+    EXPECT_EQ(task->measure(), ERR_WRONG_STATE);
     ASSERT_EQ(task->beginAsync(), ERR_OK);
+    EXPECT_EQ(task->getState(), TASK_RUNNING);
     expectGoodSweep();
     unit->setFaults(Sim::FaultSettings::parse("drop-packets=6"));
     // Sweeps queued before the fault took effect come first; the broken one follows within a
@@ -137,6 +139,33 @@ TEST_F(MeasureFaults, DroppedPacketWhileFreeRunningResynchronisesAtTheNextSweep)
     expectGoodSweep();
     EXPECT_EQ(counterOf(TARN_TX_PATH_0), before + 4) << "a sweep was skipped or misaligned";
     EXPECT_EQ(task->haltAsync(), ERR_OK);
+    EXPECT_EQ(task->getState(), TASK_STARTED);
+    EXPECT_FALSE(unit->status().running);
+    EXPECT_EQ(task->stop(), ERR_OK);
+    EXPECT_EQ(task->getState(), TASK_STOPPED);
+}
+
+TEST_F(MeasureCycle, InterruptEndsABlockedMeasureWithinOnePollInterval) {
+    // About 50 ms per point at HOP_20: the first packet is more than a second away.
+    prepare(PROG_SYNC, true, HOP_20, 21);
+    std::promise<Clock::time_point> interrupted;
+    std::thread second([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        interrupted.set_value(Clock::now());
+        EXPECT_EQ(task->interruptMeasurement(), ERR_OK);
+    });
+    const Err_Code result = task->measure();
+    const Clock::time_point returned = Clock::now();
+    second.join();
+    EXPECT_EQ(result, ERR_INTERRUPTED);
+    const double lateMs =
+        std::chrono::duration<double, std::milli>(returned - interrupted.get_future().get())
+            .count();
+    std::printf("measure returned %.1f ms after the interrupt\n", lateMs);
+    // One 50 ms poll interval, plus scheduling on a busy machine.
+    EXPECT_LT(lateMs, 50.0 + 150.0);
+    // The unit was still sweeping: the next measure must not see that sweep's packets.
+    expectGoodSweep();
     EXPECT_EQ(task->stop(), ERR_OK);
 }
 
