@@ -26,7 +26,7 @@ std::string run(const std::string& command) {
 
 std::set<std::string> exportedSymbols() {
     // Defined dynamic symbols: "<value> <type> <name>" per line.
-    std::istringstream lines(run(std::string("nm -D --defined-only ") + TARN_SHARED_LIBRARY));
+    std::istringstream lines(run(std::string(TARN_NM " -D --defined-only ") + TARN_SHARED_LIBRARY));
     std::set<std::string> names;
     std::string line;
     while (std::getline(lines, line)) {
@@ -63,7 +63,7 @@ TEST(Abi, ExportTableEqualsTheCheckedInList) {
 }
 
 TEST(Abi, SharedLibraryCarriesItsSoname) {
-    const std::string dynamic = run(std::string("objdump -p ") + TARN_SHARED_LIBRARY);
+    const std::string dynamic = run(std::string(TARN_OBJDUMP " -p ") + TARN_SHARED_LIBRARY);
     EXPECT_NE(dynamic.find("SONAME               libtarndll.so.2"), std::string::npos) << dynamic;
 }
 
