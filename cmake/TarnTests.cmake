@@ -85,3 +85,8 @@ if(NOT TARN_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
              COMMAND ${PROJECT_SOURCE_DIR}/tests/install/run.sh ${PROJECT_BINARY_DIR})
     set_tests_properties(install.consumer PROPERTIES LABELS unit)
 endif()
+
+# Writes one sweep's samples as text; scripts/test-arm compares the ARM and x86-64 builds' output.
+add_executable(sweep_dump ${PROJECT_SOURCE_DIR}/tests/c/sweep_dump.c)
+set_target_properties(sweep_dump PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
+target_link_libraries(sweep_dump PRIVATE tarndll)
