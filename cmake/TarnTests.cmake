@@ -13,8 +13,11 @@ target_link_libraries(tarn_testsupport PUBLIC tarn_static GTest::gtest)
 if(TARGET tarn_sim)
     target_link_libraries(tarn_testsupport PUBLIC tarn_sim)
 endif()
+# Tests run other programs of the build through the emulator when cross-compiling.
+string(JOIN " " TARN_EMULATOR ${CMAKE_CROSSCOMPILING_EMULATOR})
 if(TARGET tarn-sweep)
-    target_compile_definitions(tarn_testsupport PUBLIC TARN_SWEEP_TOOL="$<TARGET_FILE:tarn-sweep>")
+    string(STRIP "${TARN_EMULATOR} $<TARGET_FILE:tarn-sweep>" sweep_tool)
+    target_compile_definitions(tarn_testsupport PUBLIC TARN_SWEEP_TOOL="${sweep_tool}")
 endif()
 target_compile_definitions(tarn_testsupport PUBLIC
     TARN_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
@@ -70,7 +73,8 @@ foreach(source ${TARN_C_TESTS})
                  COMMAND ${PROJECT_SOURCE_DIR}/tests/c/with_sim.sh $<TARGET_FILE:tarn-sim> none
                          192.168.1.11 1278 $<TARGET_FILE:${name}>)
         set_tests_properties(lab.${name} PROPERTIES FIXTURES_REQUIRED netlab LABELS lab
-            SKIP_RETURN_CODE 77 ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+            SKIP_RETURN_CODE 77
+            ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX};TARN_EMULATOR=${TARN_EMULATOR}")
     else()
         add_test(NAME c.${name} COMMAND ${name})
         set_tests_properties(c.${name} PROPERTIES LABELS unit)
