@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "hardware/powerup_sequence.h"
+#include "program/hardware_commands.h"
 #include "program/program_reader.h"
 #include "program/program_source.h"
 #include "prom/prom_parameters.h"

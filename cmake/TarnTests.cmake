@@ -33,6 +33,10 @@ foreach(source ${TARN_UNIT_TESTS})
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit)
 endforeach()
 
+# No file under src/ includes a layer above its own, and the include graph has no cycle.
+add_test(NAME check-layers COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layers)
+set_tests_properties(check-layers PROPERTIES LABELS unit)
+
 # The lab is made once per run and shared by every lab test; each lab test binds its own port
 # (tests that must share port 1024 take the "port1024" lock).
 set(TARN_NETLAB ${PROJECT_SOURCE_DIR}/scripts/netlab)

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "prom/prom_parameters.h"
 #include "prom/prom_validation.h"
 

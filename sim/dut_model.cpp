@@ -63,6 +63,8 @@ const char* kindName(ElementKind kind) {
         return "short";
     case ElementKind::Load:
         return "load";
+    case ElementKind::Matrix:
+        return "matrix";
     }
     return "?";
 }
@@ -146,7 +148,8 @@ TwoPortS bandPassFilterS(const BandPassFilterDesign& design, double freqMHz) {
 
 void DutModel::removePort(int port) {
     for (auto it = elements_.begin(); it != elements_.end();) {
-        if (it->port1 == port || it->port2 == port)
+        // Anything connected displaces the port matrix, which occupies every port.
+        if (it->port1 == port || it->port2 == port || it->kind == ElementKind::Matrix)
             it = elements_.erase(it);
         else
             ++it;
@@ -208,9 +211,23 @@ void DutModel::terminate(int port, ElementKind oneport, double offsetDelayNs) {
     elements_.push_back(element);
 }
 
+void DutModel::connectMatrix() {
+    elements_.clear();
+    DutElement element;
+    element.kind = ElementKind::Matrix;
+    elements_.push_back(element);
+}
+
 Complex DutModel::s(int outPort, int inPort, double freqMHz) const {
     if (outPort < 0 || outPort >= kMaxPorts || inPort < 0 || inPort >= kMaxPorts)
         return 0.0;
+    if (!elements_.empty() && elements_.front().kind == ElementKind::Matrix) {
+        // Magnitudes 0.95 down to 0.26 in steps of 0.011 over the 64 pairs, so neighbouring
+        // pairs differ by 11 counts at the unit's source level.
+        const int pair = outPort * kMaxPorts + inPort;
+        const double delayNs = 0.3 + 0.11 * outPort + 0.37 * inPort;
+        return (0.95 - 0.011 * pair) * delayPhase(freqMHz, delayNs);
+    }
     const DutElement* element = elementAt(inPort);
     if (!element)
         return 0.0;
@@ -223,6 +240,7 @@ Complex DutModel::s(int outPort, int inPort, double freqMHz) const {
     case ElementKind::Short:
         return -delayPhase(freqMHz, 2.0 * element->delayNs);
     case ElementKind::Load:
+    case ElementKind::Matrix:
         return 0.0;
     case ElementKind::Thru:
         if (outPort == inPort)
@@ -256,6 +274,9 @@ std::string DutModel::describe() const {
             std::snprintf(buffer, sizeof buffer, "thru:%d-%d:%g:%g", element.port1, element.port2,
                           element.delayNs, element.lossDb);
             break;
+        case ElementKind::Matrix:
+            std::snprintf(buffer, sizeof buffer, "matrix");
+            break;
         default:
             std::snprintf(buffer, sizeof buffer, "%s:%d", kindName(element.kind), element.port1);
             break;
@@ -274,6 +295,10 @@ DutModel DutModel::parse(const std::string& text) {
         if (fields.empty())
             throw std::invalid_argument("empty DUT element");
         const std::string& kind = fields[0];
+        if (kind == "matrix" && fields.size() == 1) {
+            model.connectMatrix();
+            continue;
+        }
         if (kind == "open" || kind == "short" || kind == "load") {
             if (fields.size() < 2 || fields.size() > 3)
                 throw std::invalid_argument("DUT element \"" + item + "\" needs KIND:PORT");

@@ -25,7 +25,10 @@ struct BandPassFilterDesign {
     double lineDelayNs = 0.25; // connector line at each end
 };
 
-enum class ElementKind { BandPassFilter, Thru, Open, Short, Load };
+// Matrix is a test fixture on all eight ports: every port couples to every port, each ordered
+// pair (reflections included) with its own loss and delay, as a bank of isolating amplifiers
+// between the ports would. Any two paths, in either direction, then measure differently.
+enum class ElementKind { BandPassFilter, Thru, Open, Short, Load, Matrix };
 
 struct DutElement {
     ElementKind kind = ElementKind::Load;
@@ -48,6 +51,8 @@ public:
     void connectFilter(int port1, int port2, const BandPassFilterDesign& design);
     void connectThru(int port1, int port2, double delayNs = 0.5, double lossDb = 0.2);
     void terminate(int port, ElementKind oneport, double offsetDelayNs = 0.0);
+    // Replaces everything with the port matrix.
+    void connectMatrix();
     void clear() { elements_.clear(); }
 
     // S(outPort, inPort) at `freqMHz`: the wave leaving `outPort` per unit wave entering
@@ -62,6 +67,7 @@ public:
     //   filter:P-Q[:centreMHz:bandwidthMHz[:order]]   band-pass filter between ports P and Q
     //   thru:P-Q[:delayNs[:lossDb]]                    line between P and Q
     //   open:P  short:P  load:P                        one-port standards
+    //   matrix                                         the port matrix, alone
     //   empty (or "none")                              every port matched
     // std::invalid_argument with a message for anything else.
     static DutModel parse(const std::string& text);

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "sim/dut_model.h"
+#include "sim/switch_boards.h"
 #include "sim/unit_hardware.h"
 
 namespace Orvek {

@@ -281,10 +281,6 @@ IqSample SimUnit::expectedSample(double frequencyMHz, int txPort, int rxPort, in
     return expectedSample(frequencyMHz, path, receiver);
 }
 
-SwitchPath SimUnit::switchPath(std::uint8_t reg82) const {
-    return decodeSwitchRegister(hardware_.board, true, reg82);
-}
-
 double SimUnit::tunedFrequencyMHz() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return core_->rfState().txFrequencyMHz;

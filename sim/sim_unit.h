@@ -111,8 +111,6 @@ public:
     IqSample expectedSample(double frequencyMHz, const SwitchPath& path, int receiver) const;
     // What receiver 0..3 reports in any electrical state (see RfState), without noise.
     IqSample expectedSample(const RfState& state, int receiver) const;
-    // The path this unit's switch board connects for a value of register 0x82.
-    SwitchPath switchPath(std::uint8_t reg82) const;
     // The transmit frequency the unit's registers tune to now, in MHz.
     double tunedFrequencyMHz() const;
 

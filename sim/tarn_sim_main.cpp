@@ -43,7 +43,8 @@ Units:
   --profile NAME        none, simple-4port, tdd-4port, simple-8port or s-param (default s-param)
   --prom FILE           PROM image for every unit (binary, or hex text)
   --blank-prom          serve an erased PROM
-  --dut TEXT            device under test, e.g. "filter:0-1:1000:100,thru:2-3,open:4"
+  --dut TEXT            device under test, e.g. "filter:0-1:1000:100,thru:2-3,open:4", or
+                        "matrix" (every port pair, each direction, responds differently)
   --fast                run programs as fast as possible instead of in real time
   --noise COUNTS        ADC noise, standard deviation in counts (default 0)
   --seed N              seed of the noise and fault generators (default 1)

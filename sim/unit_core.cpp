@@ -153,8 +153,6 @@ std::string UnitCore::storeUpload(const Command& command, double now) {
         stop("halted by a program upload", false);
     std::copy(command.data.begin(), command.data.end(), memory_.begin() + command.address);
     loadedEnd_ = std::max<std::uint32_t>(loadedEnd_, static_cast<std::uint32_t>(end));
-    reader_ = std::make_unique<ProgramReader>(
-        std::vector<std::uint8_t>(memory_.begin(), memory_.begin() + loadedEnd_));
     std::snprintf(text, sizeof text, "stored %zu program bytes at 0x%04x", command.data.size(),
                   command.address);
     note(text, false);
@@ -199,30 +197,6 @@ void UnitCore::writeRegister(std::uint8_t address, std::uint8_t value, bool from
             pendingBlocks_.push_back(0x01);
         if (value & 0x10)
             pendingBlocks_.push_back(0x10);
-        break;
-    case 0x89:
-        if (fromProgram)
-            sendPacket(value);
-        break;
-    case 0x91:
-    case 0x93:
-        if (fromProgram) {
-            const std::uint32_t target = (registers_[0x90] << 8) | value;
-            jumpTo(target, address == 0x93, execPc_);
-        }
-        break;
-    case 0x95:
-        if (fromProgram && value == 0xFF) {
-            if (callStack_.empty()) {
-                char text[64];
-                std::snprintf(text, sizeof text, "return with an empty call stack at 0x%04x",
-                              execPc_);
-                stop(text, true);
-            } else {
-                execPc_ = callStack_.back();
-                callStack_.pop_back();
-            }
-        }
         break;
     case 0x98:
         external_[registers_[0x97]] = value;

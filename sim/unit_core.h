@@ -19,7 +19,8 @@
 //              packet counter
 //   0x89       sends the data packet collected so far; the value becomes its tag B
 //   0x8E       serial block length in bytes (0: none)
-//   0x90/0x91/0x93/0x95   jump, call, return;  0x97/0x98  external board write
+//   0x90/0x91/0x93/0x95   jump, call, return;  0x97/0x98  external board write (see
+//              instruction_decoder.h)
 //   0xA0       enabled receivers, bits 3..0 (none set: receiver 0)
 //   0xB6       PROM write enable, bit 0
 #include <cstdint>
@@ -29,9 +30,9 @@
 #include <string>
 #include <vector>
 
-#include "program/program_reader.h"
 #include "sim/aux_devices.h"
 #include "sim/command_text.h"
+#include "sim/instruction_decoder.h"
 #include "sim/prom_memory.h"
 #include "sim/rf_model.h"
 #include "sim/unit_hardware.h"
@@ -141,7 +142,6 @@ private:
 
     std::vector<std::uint8_t> memory_;
     std::uint32_t loadedEnd_ = 0;
-    std::unique_ptr<ProgramReader> reader_;
 
     bool running_ = false;
     // A begin received while a program runs starts when that program reaches its end.
@@ -154,6 +154,7 @@ private:
 
     std::vector<std::uint8_t> packet_;
     bool overflowReported_ = false;
+    bool strayPathReported_ = false;
     std::vector<int> pendingBlocks_; // auxiliary blocks requested for the next FEs
     std::uint16_t counter_ = 1;
 

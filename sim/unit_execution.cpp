@@ -41,6 +41,7 @@ void UnitCore::begin(std::uint16_t address, double now, const char* why) {
     packet_.clear();
     pendingBlocks_.clear();
     overflowReported_ = false;
+    strayPathReported_ = false;
     sinceTimeAdvanced_ = 0;
     // The program clock never runs backwards, so the sweep timer stays monotonic.
     programTime_ = std::max(now, programTime_);
@@ -154,6 +155,13 @@ void UnitCore::acquire() {
         return;
     }
     const RfState state = rfState();
+    if (!state.path.selected && !strayPathReported_) {
+        char text[96];
+        std::snprintf(text, sizeof text, "switch register 0x82 = 0x%02x selects no path on the %s",
+                      registers_[0x82], boardName(hardware_.board));
+        note(text, true, programTime_);
+        strayPathReported_ = true;
+    }
     unsigned mask = registers_[0xA0] & 0x0F;
     if (mask == 0)
         mask = 0x01;
@@ -199,23 +207,20 @@ void UnitCore::run(double until, std::size_t budget) {
         if (programTime_ > until)
             return;
         --budget;
-        if (!reader_) {
+        if (loadedEnd_ == 0) {
             // Nothing uploaded since power-up: the erased program memory reads as end bytes.
             stop("no program loaded", false);
             continue;
         }
-        Instruction instruction;
-        const ReadStatus status = reader_->decodeAt(execPc_, instruction);
-        if (status != ReadStatus::Ok) {
-            if (status == ReadStatus::OutOfImage)
-                std::snprintf(text, sizeof text,
-                              "ran outside the %u-byte program image without an end", loadedEnd_);
-            else
-                std::snprintf(text, sizeof text, "malformed program: %s", readStatusText(status));
+        Step step;
+        const DecodeProblem problem = decodeStep(memory_, loadedEnd_, execPc_, step);
+        if (problem != DecodeProblem::None) {
+            std::snprintf(text, sizeof text, "malformed program: %s (%u-byte image)",
+                          describe(problem), loadedEnd_);
             stop(text, true);
             return;
         }
-        execPc_ = instruction.next();
+        execPc_ = step.next();
         if (++sinceTimeAdvanced_ > kRunawayLimit) {
             std::snprintf(text, sizeof text,
                           "runaway program: %llu instructions without a delay, sample or end",
@@ -223,54 +228,57 @@ void UnitCore::run(double until, std::size_t budget) {
             stop(text, true);
             return;
         }
-        switch (instruction.kind) {
-        case InstructionKind::RegisterWrite:
-            writeRegister(instruction.reg, instruction.value, true);
+        switch (step.op) {
+        case Op::Write:
+            writeRegister(step.reg, step.value, true);
             break;
-        case InstructionKind::Resync:
+        case Op::Resync:
             programTime_ = nextMillisecond(programTime_);
             sinceTimeAdvanced_ = 0;
             break;
-        case InstructionKind::Delay:
-        case InstructionKind::Acquire: {
+        case Op::Delay:
+        case Op::Acquire: {
             const double point = pointSeconds();
             if (point <= 0.0) {
                 std::snprintf(text, sizeof text, "hop rate register 0x85 = 0x%02x is no rate",
                               registers_[0x85]);
-                execPc_ = instruction.address;
+                execPc_ = step.address;
                 stop(text, true);
                 return;
             }
-            if (instruction.kind == InstructionKind::Acquire)
+            if (step.op == Op::Acquire)
                 acquire();
             programTime_ += point;
             sinceTimeAdvanced_ = 0;
             break;
         }
-        case InstructionKind::End:
-        case InstructionKind::LabelMarker:
-            execPc_ = instruction.address;
+        case Op::End:
+            execPc_ = step.address;
             stop("program end", false);
             break;
-        case InstructionKind::Jump:
-            registers_[0x90] = static_cast<std::uint8_t>(instruction.target >> 8);
-            registers_[0x91] = static_cast<std::uint8_t>(instruction.target);
-            jumpTo(instruction.target, false, 0);
+        case Op::SendPacket:
+            registers_[0x89] = step.value;
+            sendPacket(step.value);
             break;
-        case InstructionKind::Call:
-            registers_[0x90] = static_cast<std::uint8_t>(instruction.target >> 8);
-            registers_[0x93] = static_cast<std::uint8_t>(instruction.target);
-            jumpTo(instruction.target, true, instruction.next());
+        case Op::Jump:
+        case Op::Call:
+            registers_[0x90] = static_cast<std::uint8_t>(step.target >> 8);
+            registers_[step.op == Op::Call ? 0x93 : 0x91] = static_cast<std::uint8_t>(step.target);
+            jumpTo(step.target, step.op == Op::Call, step.next());
             break;
-        case InstructionKind::Return:
-            writeRegister(0x95, 0xFF, true);
+        case Op::Return:
+            if (callStack_.empty()) {
+                std::snprintf(text, sizeof text, "return with an empty call stack at 0x%04x",
+                              step.address);
+                stop(text, true);
+                return;
+            }
+            execPc_ = callStack_.back();
+            callStack_.pop_back();
             break;
-        case InstructionKind::ExternalWrite:
-            writeRegister(0x97, instruction.reg, true);
-            writeRegister(0x98, instruction.value, true);
-            break;
-        case InstructionKind::PacketTrigger:
-            writeRegister(0x89, instruction.value, true);
+        case Op::ExternalWrite:
+            registers_[0x97] = step.reg;
+            writeRegister(0x98, step.value, true);
             break;
         }
     }

@@ -1,7 +1,6 @@
 #include "sim/unit_hardware.h"
 
 #include <cmath>
-#include <cstdio>
 #include <iterator>
 
 namespace Orvek {
@@ -12,15 +11,6 @@ namespace {
 // The point clock's divider chain, in master-clock cycles per point, fastest rate first.
 constexpr std::uint32_t kCyclesPerPoint[] = {361,   721,   1081,   2131,   4572,   9176,   16385,
                                              29774, 59579, 107453, 209713, 419425, 838849, 1677441};
-
-// Port number from its bit-reversed code of `bits` bits.
-int reversedPort(unsigned code, int bits) {
-    int port = 0;
-    for (int i = 0; i < bits; ++i)
-        if (code & (1u << (bits - 1 - i)))
-            port |= 1 << i;
-    return port;
-}
 
 } // namespace
 
@@ -48,69 +38,6 @@ double synthesiserOutputMHz(std::uint32_t ddsWord, int band, int divideRatio,
                             double ddsReferenceMHz) {
     const double ddsOutput = static_cast<double>(ddsWord & 0xFFFFFF) * ddsReferenceMHz / 16777216.0;
     return std::ldexp(ddsOutput * divideRatio, -band);
-}
-
-std::string SwitchPath::text() const {
-    char buffer[96];
-    if (internalReference)
-        std::snprintf(buffer, sizeof buffer, "tx %s -> internal reference",
-                      transmitting ? "on" : "off");
-    else if (!transmitting)
-        std::snprintf(buffer, sizeof buffer, "tx off, rx port %d", rxPort);
-    else
-        std::snprintf(buffer, sizeof buffer, "tx port %d -> rx port %d", txPort, rxPort);
-    return buffer;
-}
-
-SwitchPath decodeSwitchRegister(SwitchBoard_Type board, bool written, std::uint8_t reg82) {
-    SwitchPath path;
-    switch (board) {
-    case SWITCHBOARD_NO_SWITCH_BOARD:
-        path.txPort = 0;
-        path.rxPort = 1;
-        return path;
-    case SWITCHBOARD_SIMPLE_4_PORT_SWITCH:
-    case SWITCHBOARD_TDD_4_PORT_SWITCH:
-        path.txPort = reversedPort((reg82 >> 5) & 0x3, 2);
-        path.rxPort = reversedPort((reg82 >> 1) & 0x3, 2);
-        if (board == SWITCHBOARD_TDD_4_PORT_SWITCH)
-            path.transmitting = (reg82 & 0x80) && !(reg82 & 0x01);
-        break;
-    case SWITCHBOARD_SIMPLE_8_PORT_SWITCH:
-        path.txPort = reversedPort((reg82 >> 4) & 0x7, 3);
-        path.rxPort = reversedPort(reg82 & 0x7, 3);
-        break;
-    case SWITCHBOARD_S_PARAMETER_SWITCH:
-        switch (reg82) {
-        case 0x12:
-            path.txPort = 0, path.rxPort = 0;
-            break;
-        case 0x30:
-            path.txPort = 0, path.rxPort = 1;
-            break;
-        case 0x50:
-            path.txPort = 1, path.rxPort = 0;
-            break;
-        case 0x14:
-            path.txPort = 1, path.rxPort = 1;
-            break;
-        case 0x11:
-            path.txPort = -1, path.rxPort = -1;
-            path.internalReference = true;
-            break;
-        default:
-            path.transmitting = false;
-            path.txPort = -1;
-            path.rxPort = 0;
-            break;
-        }
-        break;
-    }
-    if (!written) {
-        path.transmitting = false;
-        path.internalReference = false;
-    }
-    return path;
 }
 
 int attenuatorFromRegister(std::uint8_t reg82) {

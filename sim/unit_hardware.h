@@ -1,11 +1,9 @@
 #pragma once
 // Hardware facts of a simulated unit and the arithmetic its registers drive: the synthesiser
-// (DDS word, PLL divider, output divider), the point clock and the switch boards' decoding of
-// register 0x82. This is the unit's side of the arithmetic, written independently of the
-// library's program generator so that a wrong register in a generated program shows up as
-// wrong data.
+// (DDS word, PLL divider, output divider) and the point clock. This is the unit's side of the
+// arithmetic, written independently of the library's program generator so that a wrong register in
+// a generated program shows up as wrong data.
 #include <cstdint>
-#include <string>
 
 #include "tarndll.h"
 
@@ -47,28 +45,6 @@ int pllDivideRatio(std::uint8_t reg9d, std::uint8_t regB4);
 // Frequency of a 24-bit DDS word after the PLL (x N) and the output divider (/ 2^band), MHz.
 double synthesiserOutputMHz(std::uint32_t ddsWord, int band, int divideRatio,
                             double ddsReferenceMHz);
-
-// The RF path that the switch board connects for a value of register 0x82.
-struct SwitchPath {
-    bool transmitting = true;       // false: the board keeps the transmitter off the ports
-    int txPort = 0;                 // port the transmitter drives
-    int rxPort = 1;                 // port the measuring receiver (receiver 0) listens on
-    bool internalReference = false; // receiver 0 listens to the internal reference line
-    std::string text() const;
-};
-
-// Decoding of register 0x82 per board. Ports are encoded with their bits reversed: transmit
-// port in bits 6..4, receive port in bits 2..0 (the 4-port boards use two of the three bits
-// and keep bit 4 and bit 0 for themselves).
-//   no board       fixed wiring, transmitter on port 0, receiver on port 1; 0x82 unused
-//   simple 4-port  tx bits 6..5, rx bits 2..1
-//   TDD 4-port     tx bits 6..5, rx bits 2..1; transmitting when bit 7 is set and bit 0 clear
-//   simple 8-port  tx bits 6..4, rx bits 2..0
-//   S-parameter    0x12 port 0 -> 0, 0x30 0 -> 1, 0x50 1 -> 0, 0x14 1 -> 1, 0x11 the internal
-//                  reference line; any other value leaves the transmitter disconnected
-// `written` is false before the first write of 0x82 since power-up: the boards then keep the
-// transmitter disconnected (the no-board wiring is fixed and always connected).
-SwitchPath decodeSwitchRegister(SwitchBoard_Type board, bool written, std::uint8_t reg82);
 
 // Receive attenuator setting in dB (0..31) from its active-low lines in register 0x82:
 // bits 6, 5 are attenuation bits 4, 3 and bits 2, 1, 0 are bits 2, 1, 0.

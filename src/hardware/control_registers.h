@@ -1,5 +1,5 @@
 #pragma once
-// The two 8-bit control registers of the RF front end and their program commands:
+// The two 8-bit control registers of the RF front end:
 //
 // Register 0x80:  bit 7  +-5 V supplies off
 //                 bit 6  band bit (bands 2, 3)
@@ -10,13 +10,12 @@
 //                 bit 1  transmit amplifier on
 //                 bit 0  band bit (bands 0, 3)
 // Register 0x82:  the receive step attenuator (active-low lines) when selected by 0x80 bit 5.
-#include <memory>
-#include <vector>
-
-#include "program/program_command.h"
-#include "tarndll.h"
+#include <cstdint>
 
 namespace Orvek {
+
+constexpr std::uint8_t kFrontEndControlRegister = 0x80;
+constexpr std::uint8_t kAttenuatorRegister = 0x82;
 
 // What register 0x82 drives, selected by bit 5 of register 0x80.
 enum Reg82Function : int {
@@ -25,21 +24,15 @@ enum Reg82Function : int {
 };
 
 // b7 is the most significant bit (0x80), b0 the least (0x01).
-unsigned char bitsToByte(bool b7, bool b6, bool b5, bool b4, bool b3, bool b2, bool b1, bool b0);
+std::uint8_t bitsToByte(bool b7, bool b6, bool b5, bool b4, bool b3, bool b2, bool b1, bool b0);
 
-// Eight elements, element i = bit i of value (least significant first).
-std::vector<bool> byteToArray(unsigned char value);
+// Value of register 0x80 for `band` 0..3 with the given switches. Throws std::runtime_error
+// "Invalid band (Not in set [0,1,2,3])" for any other band.
+std::uint8_t reg80Value(unsigned int band, bool txPA, bool rxPA, bool txRFswitch,
+                        Reg82Function reg82, bool suppliesOff);
 
-// Register 0x80 for `band` 0..3 with the given switches, commented like
-// "band=2 txPA=on rxPA=off txRFswitch=on reg82=atten, +-5v supplies=on".
-// Throws std::runtime_error "Invalid band (Not in set [0,1,2,3])" for any other band.
-std::unique_ptr<Register> buildReg80(unsigned int band, bool txPA, bool rxPA, bool txRFswitch,
-                                     Reg82Function reg82, bool suppliesOff);
-
-// Register 0x82 for an attenuation in whole dB (ATTEN_0..ATTEN_31); `bit4` sets bit 4, which
-// the preamble toggles to strobe the attenuator latch. Commented like
-// "Attenuation = 5dB (0b00000101, reg0b01100010).". Unchecked: ATTEN_UNDEFINED drives every line
-// to maximum attenuation.
-std::unique_ptr<Register> buildReg82Atten(Rx_Attenuation atten, bool bit4);
+// Value of register 0x82 for an attenuation in whole dB (only its low five bits count);
+// `bit4` sets bit 4, which the preamble toggles to strobe the attenuator latch.
+std::uint8_t reg82AttenuatorValue(int dB, bool bit4);
 
 } // namespace Orvek

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <locale>
 #include <sstream>
@@ -142,8 +141,8 @@ void buildPLLRegs(const PromParameters& prom, int& pllReg1, int& pllReg2) {
     pllReg2 = static_cast<int>((aCounter | (bCounter << 4)) & 0xFF);
 }
 
-std::vector<std::unique_ptr<Register>> buildPLLBoundaries(const PromParameters& prom) {
-    std::vector<std::unique_ptr<Register>> registers;
+std::vector<PllBoundaryWrite> pllBoundaryWrites(const PromParameters& prom) {
+    std::vector<PllBoundaryWrite> writes;
     for (int k = 1; k <= 4; ++k) {
         if (!prom.isKeyPresent(PromKey::FirstPllLoopGainBoundary + k - 1)) {
             continue;
@@ -153,15 +152,12 @@ std::vector<std::unique_ptr<Register>> buildPLLBoundaries(const PromParameters& 
         const int band = freqToBand(f, prom, true); // an out-of-plan boundary switches in band 0
         unsigned char tx2, tx1, tx0, rx2, rx1, rx0;
         freqToRegisters(f, band, prom, tx2, tx1, tx0, rx2, rx1, rx0, nullptr);
-
-        char comment[64];
-        std::snprintf(comment, sizeof comment, "PLL gain boundary %d: %d MHz.", k, boundaryMHz);
         // The loop-gain comparator takes the top seven bits of the transmit tuning word.
-        registers.push_back(std::make_unique<Register>(
-            static_cast<std::uint32_t>(prom.PLL_loop_gain_boundary_addresses[k - 1]),
-            static_cast<std::uint32_t>(tx2 & 0x7F), comment));
+        writes.push_back({k, boundaryMHz,
+                          static_cast<std::uint32_t>(prom.PLL_loop_gain_boundary_addresses[k - 1]),
+                          static_cast<std::uint8_t>(tx2 & 0x7F)});
     }
-    return registers;
+    return writes;
 }
 
 } // namespace Orvek

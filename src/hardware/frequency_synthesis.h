@@ -10,11 +10,9 @@
 // Nothing here throws or fails: bad input gives band -1, a zero tuning word or untouched
 // outputs. A fractional-PLL unit (PLL_type != 0) gets zero words and no PLL bytes.
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "program/program_command.h"
 #include "prom/prom_parameters.h"
 
 namespace Orvek {
@@ -46,8 +44,16 @@ double freqToRegisters(double freqMHz, int band, const PromParameters& prom, uns
 // counter (low nibble) of N. Leaves both untouched for a fractional PLL.
 void buildPLLRegs(const PromParameters& prom, int& pllReg1, int& pllReg2);
 
-// One register write per PLL loop-gain boundary present in the PROM (1 to 4, in order): the
-// boundary's register gets bits 22..16 of the boundary frequency's transmit tuning word.
-std::vector<std::unique_ptr<Register>> buildPLLBoundaries(const PromParameters& prom);
+// The write that sets one PLL loop-gain boundary: its register gets bits 22..16 of the boundary
+// frequency's transmit tuning word.
+struct PllBoundaryWrite {
+    int boundary;          // 1..4
+    int boundaryMHz;       // as the PROM holds it
+    std::uint32_t address; // unit register, from the PROM
+    std::uint8_t value;
+};
+
+// One write per PLL loop-gain boundary present in the PROM (1 to 4, in order).
+std::vector<PllBoundaryWrite> pllBoundaryWrites(const PromParameters& prom);
 
 } // namespace Orvek

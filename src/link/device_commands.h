@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "link/entry_point.h"
+#include "core/entry_point.h"
 #include "link/packet_data.h"
 
 namespace Orvek {

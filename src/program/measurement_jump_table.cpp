@@ -2,9 +2,7 @@
 // the switch board and calls the acquisition segment; a free-running program loops back.
 #include <iostream>
 
-#include "program/program_source.h"
-#include "switchboard/switchboard_state.h"
-#include "task/task_helpers.h"
+#include "program/measurement_sections.h"
 
 namespace Orvek {
 namespace {
@@ -14,9 +12,8 @@ constexpr uint32_t kRegPortAssignment = 0x9B;
 
 } // namespace
 
-void TarnTask::TaskHelpers::buildJumpTable(ProgramSource& source) {
-    TaskState& s = *task->state_;
-
+void appendJumpTable(const MeasurementProgramInput& s, int tddFlagsWord,
+                     const std::string& tddDescription, ProgramSource& source) {
     source.add<CommentBreak>("BuildJumpTable section");
     source.add<Label>(s.mainLabel);
     if (s.syncPulseMode != SYNC_IGNORE) {
@@ -24,19 +21,17 @@ void TarnTask::TaskHelpers::buildJumpTable(ProgramSource& source) {
         source.add<FC>("");
         source.add<FD>("");
     }
-    if (s.measuredPaths.empty())
+    if (s.paths.empty())
         std::cout << "WARNING: No measured paths! Wat?" << std::endl;
 
-    for (const auto& path : s.measuredPaths) {
-        const int value = path->getRegisterValue();
+    for (const MeasuredPathSwitch& path : s.paths) {
+        const int value = path.registerValue;
         // A negative value: the unit has no switch to set for this path.
         if (value >= 0)
-            source.add<Register>(kRegSwitchControl, static_cast<uint32_t>(value),
-                                 path->getComment());
+            source.add<Register>(kRegSwitchControl, static_cast<uint32_t>(value), path.comment);
         source.add<Register>(kRegPortAssignment, 0x00, "SetPortAssignment: configure alternation");
         if (s.tddEnabled) {
-            source.add<ExternalRegister>(0, static_cast<uint32_t>(s.tddFlagsWord),
-                                         s.tddDescription);
+            source.add<ExternalRegister>(0, static_cast<uint32_t>(tddFlagsWord), tddDescription);
         } else if (s.serialBufferSize != 0) {
             source.add<FD>("Delay to allow serial buffer data to be written");
         }

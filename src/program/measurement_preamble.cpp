@@ -4,12 +4,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "hardware/control_registers.h"
 #include "hardware/frequency_synthesis.h"
-#include "hardware/powerup_sequence.h"
-#include "program/program_source.h"
+#include "program/hardware_commands.h"
+#include "program/measurement_sections.h"
 #include "program/tdd_flags.h"
-#include "task/task_helpers.h"
 
 namespace Orvek {
 namespace {
@@ -64,10 +62,8 @@ MsClockMode msClockMode(Sync_Pulse_Mode mode) {
 
 } // namespace
 
-void TarnTask::TaskHelpers::standardProgramPreamble(ProgramSource& source) {
-    TaskState& s = *task->state_;
-    const PromParameters& prom = s.promParameters;
-
+void appendStartupSection(const MeasurementProgramInput& s, const PromParameters& prom,
+                          ProgramSource& source, int& tddFlagsWord, std::string& tddDescription) {
     source.add<CommentBreak>("Startup Section");
     source.add<Label>(s.startupLabel);
     source.add<Comment>("standardProgramPreamble section");
@@ -96,7 +92,7 @@ void TarnTask::TaskHelpers::standardProgramPreamble(ProgramSource& source) {
     source.add<Register>(kRegLegacyControl, 0x40,
                          "Disable SinC filter, turn off misc legacy components.");
 
-    if (task->getFeaturePresent(FEATURE_SWITCHBOARD_ATTENUATOR)) {
+    if (s.attenuatorFitted) {
         const Rx_Attenuation atten =
             s.switchboardAttenuation == ATTEN_UNDEFINED ? ATTEN_0 : s.switchboardAttenuation;
         // The attenuator takes its value on the I/O update and latches it on a second update
@@ -147,10 +143,10 @@ void TarnTask::TaskHelpers::standardProgramPreamble(ProgramSource& source) {
 
     if (prom.getSwitchboardType() == SWITCHBOARD_TDD_4_PORT_SWITCH && s.tddEnabled) {
         const TDDConfiguration& tdd = s.tddConfiguration;
-        s.tddFlagsWord = tddFlagsWord(tdd);
-        s.tddDescription = tddFlagsDescription(tdd);
-        source.add<ExternalRegister>(0, static_cast<uint32_t>(s.tddFlagsWord),
-                                     "tdd register 00: tdd flags (" + s.tddDescription + ")");
+        tddFlagsWord = tddFlagsWordOf(tdd);
+        tddDescription = tddFlagsDescription(tdd);
+        source.add<ExternalRegister>(0, static_cast<uint32_t>(tddFlagsWord),
+                                     "tdd register 00: tdd flags (" + tddDescription + ")");
         static const char* const timingNames[6] = {"tx on",   "tx-rx1", "rx1 on",
                                                    "rx1-rx2", "rx2 on", "rx2-tx"};
         // Registers 01..06 take the six settable timing words; the first word is carried only.

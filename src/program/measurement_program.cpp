@@ -1,16 +1,16 @@
-// The whole measurement program of a task: start-up section, jump table and the acquisition
-// segment that steps through the frequency points, with the bookkeeping the measurement cycle
-// needs (entry points, the size of every data packet, timing figures, the listing).
+// The whole measurement program: start-up section, jump table and the acquisition segment that
+// steps through the frequency points, with the bookkeeping the measurement cycle needs (entry
+// points, the size of every data packet, timing figures, the listing).
+#include "program/measurement_program.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <utility>
 
-#include "hardware/control_registers.h"
 #include "hardware/frequency_synthesis.h"
 #include "hardware/point_timing.h"
-#include "program/program_source.h"
-#include "task/task_helpers.h"
+#include "program/hardware_commands.h"
+#include "program/measurement_sections.h"
 
 namespace Orvek {
 namespace {
@@ -45,22 +45,22 @@ struct AcquisitionPlan {
 
 } // namespace
 
-int TarnTask::TaskHelpers::packetTimeoutMs() const {
-    const TaskState& s = *task->state_;
-    const double programMs =
-        s.generationField1 * longestPacketGap * pointTimeMs + s.generationField2;
+int packetTimeoutMs(int generationField1, int generationField2, int longestPacketGap,
+                    double pointTimeMs, double minimumMs) {
+    const double programMs = generationField1 * longestPacketGap * pointTimeMs + generationField2;
     // Callers that trigger sweeps externally or reach the unit over a slow link lengthen the
     // wait with the task's time-out.
-    const double wait = std::max(programMs, static_cast<double>(s.timeout));
+    const double wait = std::max(programMs, minimumMs);
     return static_cast<int>(std::min(std::ceil(wait), static_cast<double>(INT_MAX)));
 }
 
-void TarnTask::TaskHelpers::savePacketSize(int packetNumber, int byteCount) {
-    TaskState& s = *task->state_;
-    if (!s.suppressFrequencyData) {
-        s.packetSizes.push_back(byteCount);
-        return;
-    }
+namespace {
+
+// Expected payload of data packet `packetNumber` (from 1) whose running byte count is
+// `byteCount`.
+int recordedPacketSize(const MeasurementProgramInput& s, int packetNumber, int byteCount) {
+    if (!s.suppressFrequencyData)
+        return byteCount;
     // Without frequency data only the first packet carries anything: the auxiliary blocks.
     int auxiliary = 0;
     if (packetNumber == 1) {
@@ -71,23 +71,21 @@ void TarnTask::TaskHelpers::savePacketSize(int packetNumber, int byteCount) {
         if (s.sendSweepTimer)
             auxiliary += kTimerBlockBytes;
     }
-    s.packetSizes.push_back(auxiliary);
+    return auxiliary;
 }
 
-namespace {
-
 // Appends the acquisition segment (a subroutine called once per measured path) and records
-// the packet sizes through the helpers.
-AcquisitionPlan appendAcquisitionSegment(TarnTask::TaskHelpers& helpers, TaskState& s,
-                                         int receivers, ProgramSource& source) {
-    const PromParameters& prom = s.promParameters;
+// the size of every packet of a pass.
+AcquisitionPlan appendAcquisitionSegment(const MeasurementProgramInput& s,
+                                         const PromParameters& prom, int tddFlagsWord,
+                                         ProgramSource& source, std::vector<int>& packetSizes) {
     AcquisitionPlan plan;
-    const int pointBytes = kBytesPerSample * receivers;
+    const int pointBytes = kBytesPerSample * s.receiverCount;
 
     source.add<CommentBreak>("Acquisition Segment");
     source.add<Label>(s.freqsLabel);
     if (prom.getSwitchboardType() == SWITCHBOARD_TDD_4_PORT_SWITCH)
-        source.add<ExternalRegister>(0, static_cast<uint32_t>(s.tddFlagsWord), "tdd register 00");
+        source.add<ExternalRegister>(0, static_cast<uint32_t>(tddFlagsWord), "tdd register 00");
 
     // The first packet of a pass carries the auxiliary blocks before the samples, so its byte
     // count starts at their total.
@@ -125,7 +123,7 @@ AcquisitionPlan appendAcquisitionSegment(TarnTask::TaskHelpers& helpers, TaskSta
         source.add<Comment>("Not sending sweep-timer data!");
     }
 
-    const int count = static_cast<int>(s.numberOfFrequencies);
+    const int count = static_cast<int>(s.frequencies.size());
     const int bandFDs = bandChangeFDs(s.hopRate);
     int previousBand = -1;
     bool previousOutside = false;
@@ -133,7 +131,8 @@ AcquisitionPlan appendAcquisitionSegment(TarnTask::TaskHelpers& helpers, TaskSta
     for (int i = 0; i < count; ++i) {
         const double f = s.frequencies[i];
         // Inside an exclusion band the point is stepped through with the transmitter off.
-        const bool outside = !helpers.freqInExclusionBand(f);
+        const bool outside =
+            !(i < static_cast<int>(s.transmitterOff.size()) && s.transmitterOff[i]);
         const int band = freqToBand(f, prom, false);
         unsigned char tx2 = 0, tx1 = 0, tx0 = 0, rx2 = 0, rx1 = 0, rx0 = 0;
         std::string description;
@@ -176,7 +175,7 @@ AcquisitionPlan appendAcquisitionSegment(TarnTask::TaskHelpers& helpers, TaskSta
             source.add<FD>("");
             source.add<TriggerPacketTx>(false);
             ++packetNumber;
-            helpers.savePacketSize(packetNumber, byteCount);
+            packetSizes.push_back(recordedPacketSize(s, packetNumber, byteCount));
             byteCount = 0;
             plan.passLength += 2;
             plan.longestGap = std::max(plan.longestGap, gap + 1);
@@ -186,7 +185,7 @@ AcquisitionPlan appendAcquisitionSegment(TarnTask::TaskHelpers& helpers, TaskSta
 
     source.add<FD>("");
     source.add<TriggerPacketTx>(true);
-    helpers.savePacketSize(packetNumber + 1, byteCount);
+    packetSizes.push_back(recordedPacketSize(s, packetNumber + 1, byteCount));
     source.add<FD>("");
     source.add<Return>();
     plan.passLength += 2;
@@ -197,40 +196,26 @@ AcquisitionPlan appendAcquisitionSegment(TarnTask::TaskHelpers& helpers, TaskSta
 
 } // namespace
 
-void TarnTask::TaskHelpers::buildTarnProgramNormal() {
-    TaskState& s = *task->state_;
-    if (s.state != TASK_STOPPED)
-        return;
-    const PromParameters& prom = s.promParameters;
-    // An unknown hop rate throws here, before anything of the task has changed.
+MeasurementProgram generateMeasurementProgram(const MeasurementProgramInput& s,
+                                              const PromParameters& prom) {
+    MeasurementProgram p;
     const double msPoint = msPerPoint(s.hopRate, prom.Master_clock_frequency);
+    p.tddFlagsWord = s.tddFlagsWord;
+    p.tddDescription = s.tddDescription;
 
-    std::vector<int> previousSizes = std::move(s.packetSizes);
-    s.packetSizes.clear();
     ProgramSource source;
-    AcquisitionPlan plan;
-    try {
-        standardProgramPreamble(source);
-        buildJumpTable(source);
-        plan = appendAcquisitionSegment(*this, s, task->getnumberOfEnabledReceivers(), source);
-    } catch (...) {
-        s.packetSizes = std::move(previousSizes);
-        throw;
-    }
+    appendStartupSection(s, prom, source, p.tddFlagsWord, p.tddDescription);
+    appendJumpTable(s, p.tddFlagsWord, p.tddDescription, source);
+    const AcquisitionPlan plan =
+        appendAcquisitionSegment(s, prom, p.tddFlagsWord, source, p.packetSizes);
 
-    s.compiledProgram = source.compile(prom);
-    uint32_t address = 0;
-    if (s.compiledProgram.findLabel(s.startupLabel, address))
-        s.startupEntryPoint.address = address;
-    if (s.compiledProgram.findLabel(s.mainLabel, address))
-        s.mainEntryPoint.address = address;
-
-    const int paths = static_cast<int>(s.measuredPaths.size());
-    s.pointCountPerFrame = plan.passLength;
-    s.generationField1 = kTimeoutScale;
-    s.generationField2 = kTimeoutMarginMs;
-    s.packetsPerSweep = paths * plan.packetsPerPass;
-    s.sweepTimeMs = msPoint * (paths * plan.passLength);
+    p.compiled = source.compile(prom);
+    const int paths = static_cast<int>(s.paths.size());
+    p.passLength = plan.passLength;
+    p.generationField1 = kTimeoutScale;
+    p.generationField2 = kTimeoutMarginMs;
+    p.packetsPerSweep = paths * plan.packetsPerPass;
+    p.sweepTimeMs = msPoint * (paths * plan.passLength);
 
     // Between two packets the unit may also run the end of the previous pass and the jump
     // table's entry for the next path (and wait for the millisecond clock).
@@ -239,19 +224,24 @@ void TarnTask::TaskHelpers::buildTarnProgramNormal() {
         lead += 2;
     if (!s.tddEnabled && s.serialBufferSize != 0)
         lead += 1;
-    longestPacketGap = plan.longestGap + lead;
-    pointTimeMs = msPoint;
+    p.longestPacketGap = plan.longestGap + lead;
+    p.pointTimeMs = msPoint;
 
-    s.startupEntryPoint.name = s.startupLabel;
-    s.startupEntryPoint.packetCount = 0; // the start-up section sends no data
-    s.startupEntryPoint.packetTimeoutMs = kTimeoutMarginMs;
-    s.startupEntryPoint.packetLengths.clear();
-    s.mainEntryPoint.name = s.mainLabel;
-    s.mainEntryPoint.packetCount = s.packetsPerSweep;
-    s.mainEntryPoint.packetTimeoutMs = packetTimeoutMs();
-    s.mainEntryPoint.packetLengths = s.packetSizes;
+    // A label the program lacks leaves its entry point at address 0.
+    p.compiled.findLabel(s.startupLabel, p.startup.address);
+    p.startup.name = s.startupLabel;
+    p.startup.packetCount = 0; // the start-up section sends no data
+    p.startup.packetTimeoutMs = kTimeoutMarginMs;
+    p.compiled.findLabel(s.mainLabel, p.main.address);
+    p.main.name = s.mainLabel;
+    p.main.packetCount = p.packetsPerSweep;
+    p.main.packetTimeoutMs =
+        packetTimeoutMs(p.generationField1, p.generationField2, p.longestPacketGap, msPoint,
+                        static_cast<double>(s.minimumPacketTimeoutMs));
+    p.main.packetLengths = p.packetSizes;
 
-    s.programListing = source.compiledHumanReadable(prom);
+    p.listing = source.compiledHumanReadable(prom);
+    return p;
 }
 
 } // namespace Orvek

@@ -16,7 +16,7 @@ const char* onOff(bool on) {
 
 } // namespace
 
-int tddFlagsWord(const TDDConfiguration& c) {
+int tddFlagsWordOf(const TDDConfiguration& c) {
     return (c.flag1 ? kTddBit : 0) | (c.flag2 ? kNullingBit : 0) | (c.flag3 ? kSlaveBit : 0) |
            (c.flag4 ? kPowerAmplifierBit : 0) | (c.flag5 ? kLnaBit : 0) |
            (c.extraValue ? kAttenuatorBit : 0);

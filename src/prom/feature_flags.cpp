@@ -1,6 +1,6 @@
 #include "prom/feature_flags.h"
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "prom/prom_parameters.h"
 
 namespace Orvek {

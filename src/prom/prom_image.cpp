@@ -1,7 +1,7 @@
 // Whole PROM images: the optional 20-byte header, the 16-bit entry-list length and the entries.
 #include <algorithm>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "prom/prom_parameters.h"
 
 namespace Orvek {

@@ -1,6 +1,6 @@
 #include "switchboard/path_to_switch_control.h"
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 
 namespace Orvek {
 

@@ -2,7 +2,7 @@
 
 #include <typeinfo>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 
 namespace Orvek {
 

@@ -3,7 +3,7 @@
 // mapping's refusals into codes, with one line on standard error naming the exception class.
 #include <iostream>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "tarndll.h"
 
 namespace Orvek {

@@ -2,7 +2,7 @@
 // sweep data and handing a path's data to the caller.
 #include <iostream>
 
-#include "link/entry_point.h"
+#include "core/entry_point.h"
 #include "link/packet_data.h"
 #include "switchboard/path_to_switch_control.h"
 #include "task/packet_decoding.h"

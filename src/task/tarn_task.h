@@ -12,7 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "link/entry_point.h"
+#include "core/entry_point.h"
+#include "core/tdd_configuration.h"
 #include "program/program_source.h"
 #include "prom/feature_flags.h"
 #include "prom/prom_parameters.h"
@@ -30,22 +31,6 @@ struct SweepData;
 enum Trigger_Type : int32_t {
     TRIGGER_EXTERNAL = 1,
     TRIGGER_SOFTWARE = 2,
-};
-
-// Settings of the TDD switch board, copied in and out whole.
-// flag1..flag5 (non-zero = on): tdd, nulling, slave, power amplifier, LNA; the attenuator switch
-// is on when extraValue is non-zero. TDD register 07 takes attenuatorValue, registers 01..06 take
-// timing[1]..timing[6]; timing[0] cannot be set through the flat interface and is carried along.
-struct TDDConfiguration {
-    uint8_t flag1 = 0;
-    uint8_t flag2 = 0;
-    uint8_t flag3 = 0;
-    uint8_t flag4 = 0;
-    uint8_t flag5 = 0;
-    uint16_t attenuatorValue = 0; // at most 255
-    uint32_t extraValue = 0;
-    uint32_t timing[7] = {0, 0, 0, 0, 0, 0, 0}; // each at most 255
-    std::string name;
 };
 
 // The task's state record: every setting and result, with the defaults of a new task.

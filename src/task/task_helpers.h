@@ -11,7 +11,6 @@
 
 namespace Orvek {
 
-class ProgramSource;
 struct PacketData;
 struct EntryPoint;
 
@@ -23,22 +22,10 @@ public:
 
     // --- Program generation ---
 
-    // Appends the start-up section: power-up registers, hop rate, gain, PLLs, attenuators,
-    // front end, serial buffer, frequency offset, digital output/shaft encoder, millisecond
-    // clock, counters, TDD board and the enabled receivers; ends with FF. Records the TDD flags
-    // word and its description in the task. Throws std::runtime_error for an unknown sync-pulse
-    // mode.
-    void standardProgramPreamble(ProgramSource& source);
-    // Appends the jump table: per measured path the switch setting and a call of the
-    // acquisition segment; loops back to itself for free-running (PROG_ASYNC) programs.
-    void buildJumpTable(ProgramSource& source);
     // Generates, compiles and keeps the whole program of the task (TASK_STOPPED only, otherwise
     // nothing happens), with its entry points, packet sizes, timing figures and listing. Throws
-    // like standardProgramPreamble (the previous program is then kept), and std::runtime_error
-    // "No hop rate set?" for an unknown hop rate.
+    // like generateMeasurementProgram; the previous program is then kept.
     void buildTarnProgramNormal();
-    // Records the expected payload size of one data packet of a pass.
-    void savePacketSize(int packetNumber, int byteCount);
     // Points the unit's program counter at the jump table ("W%04x"). TASK_STARTED only
     // (ERR_WRONG_STATE); otherwise the exchange's code.
     int setPcToMainEntryPoint();

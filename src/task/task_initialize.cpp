@@ -1,7 +1,7 @@
 // Finding the unit and reading its description: address, port, ping and initialisation.
 #include <cstring>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "link/prom_transfer.h"
 #include "link/socket_manager.h"
 #include "prom/prom_validation.h"

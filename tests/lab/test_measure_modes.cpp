@@ -19,17 +19,12 @@ namespace {
 constexpr uint16_t kPort = 1241;
 const std::string kUnit = "192.168.1.11";
 
-class MeasureModes : public ::testing::Test {
+class MeasureModes : public tarnlab::MeasureLab {
 protected:
-    void SetUp() override { TARN_REQUIRE_LAB_HOST_SIDE(); }
-
     // An s-parameter unit, a task on it with two paths and `points` points.
     void prepare(bool realTime, Hop_Rate hop, unsigned points, Program_Type type) {
-        unit = &units.add(tarnlab::measureUnitConfig("s-param", kUnit, kPort, realTime));
-        ASSERT_EQ(units.start(), "");
-        std::string problem;
-        task = tarnlab::initialisedTask(kUnit, kPort, problem);
-        ASSERT_NE(task, nullptr) << problem;
+        startUnit("s-param", kUnit, kPort, realTime);
+        ASSERT_NE(task, nullptr);
         ASSERT_EQ(task->setHopRate(hop), ERR_OK);
         ASSERT_EQ(task->utilGenerateLinearSweep(900.0, 1100.0, points), ERR_OK);
         ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
@@ -46,10 +41,6 @@ protected:
         EXPECT_EQ(task->extractSweepData(TARN_TX_PATH_1, TARN_RX_PATH_1, sweep), ERR_OK);
         return sweep.frameNumber;
     }
-
-    tarnlab::SimulatedUnits units;
-    Sim::SimUnit* unit = nullptr;
-    std::unique_ptr<TarnTask> task;
 };
 
 TEST_F(MeasureModes, SynchronousSweepsRepeat) {

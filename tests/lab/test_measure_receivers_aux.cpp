@@ -18,25 +18,10 @@ namespace {
 constexpr uint16_t kPort = 1242;
 const std::string kUnit = "192.168.1.12";
 
-class MeasureReceiversAux : public ::testing::Test {
-protected:
-    void SetUp() override { TARN_REQUIRE_LAB_HOST_SIDE(); }
-
-    void prepare(const std::string& profile, bool realTime) {
-        unit = &units.add(tarnlab::measureUnitConfig(profile, kUnit, kPort, realTime));
-        ASSERT_EQ(units.start(), "");
-        std::string problem;
-        task = tarnlab::initialisedTask(kUnit, kPort, problem);
-        ASSERT_NE(task, nullptr) << problem;
-    }
-
-    tarnlab::SimulatedUnits units;
-    Sim::SimUnit* unit = nullptr;
-    std::unique_ptr<TarnTask> task;
-};
+class MeasureReceiversAux : public tarnlab::MeasureLab {};
 
 TEST_F(MeasureReceiversAux, OneTwoAndFourReceivers) {
-    prepare("s-param", false);
+    startUnit("s-param", kUnit, kPort);
     ASSERT_EQ(task->setHopRate(HOP_90K), ERR_OK);
     // 4 receivers x 4 bytes: packets break every 88 points.
     ASSERT_EQ(task->utilGenerateLinearSweep(500.0, 6000.0, 200), ERR_OK);
@@ -55,7 +40,7 @@ TEST_F(MeasureReceiversAux, OneTwoAndFourReceivers) {
 }
 
 TEST_F(MeasureReceiversAux, SerialEncodersAndTimerTravelWithEverySweep) {
-    prepare("none", true); // the timer must count real sweep time
+    startUnit("none", kUnit, kPort, true); // the timer must count real sweep time
     constexpr unsigned kSerialSize = 24;
     unit->setSerialInstrument(false);
     unit->setShaftEncoderRates(1000.0, -250.0);

@@ -1,13 +1,11 @@
 #include "measure_lab.h"
 
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 
 #include <gtest/gtest.h>
 
 #include "sim/rf_model.h"
-#include "switchboard/path_to_switch_control.h"
 
 namespace tarnlab {
 
@@ -37,8 +35,6 @@ std::unique_ptr<TarnTask> initialisedTask(const std::string& address, std::uint1
             result = task->initialize(nullptr, nullptr);
         if (result == ERR_OK)
             break;
-        std::fprintf(stderr, "initialising %s:%u failed with %d%s\n", address.c_str(), port, result,
-                     attempt == 0 ? ", trying again" : "");
     }
     if (result != ERR_OK) {
         problem = "initialising the task for " + address + ":" + std::to_string(port) +
@@ -48,22 +44,68 @@ std::unique_ptr<TarnTask> initialisedTask(const std::string& address, std::uint1
     return task;
 }
 
+namespace {
+
+// Port k of a path value: k's three bits reversed, in bits 6..4 (transmit) or 2..0 (receive).
+int portOf(int pathValue, int shift) {
+    const int codes[8] = {0, 4, 2, 6, 1, 5, 3, 7};
+    for (int port = 0; port < 8; ++port)
+        if (pathValue >= 0 && codes[port] << shift == pathValue)
+            return port;
+    return -1;
+}
+
+} // namespace
+
+Sim::SwitchPath boardConnection(SwitchBoard_Type board, Transmit_Path tx, Receive_Path rx) {
+    const int t = portOf(tx, 4);
+    const int r = portOf(rx, 0);
+    Sim::SwitchPath path;
+    path.transmitting = t >= 0;
+    path.txPort = t;
+    path.rxPort = r;
+    switch (board) {
+    case SWITCHBOARD_NO_SWITCH_BOARD:
+        break;
+    case SWITCHBOARD_SIMPLE_4_PORT_SWITCH:
+        // A reflection request moves the transmitter to a neighbouring port.
+        if (t == r) {
+            const int moved[4] = {1, 0, 1, 2};
+            path.txPort = moved[t];
+        }
+        if (r < 0)
+            path.rxPort = 0;
+        break;
+    case SWITCHBOARD_TDD_4_PORT_SWITCH:
+        // The receive switch parks on port 3 for transmit ports 0 and 1, on port 0 otherwise.
+        if (t < 0 && r < 0)
+            path.rxPort = 3;
+        else if (t >= 0 && (r < 0 || r == t))
+            path.rxPort = t < 2 ? 3 : 0;
+        break;
+    case SWITCHBOARD_SIMPLE_8_PORT_SWITCH:
+        if (r < 0)
+            path.rxPort = t == 0 ? 4 : 0;
+        break;
+    case SWITCHBOARD_S_PARAMETER_SWITCH:
+        path.internalReference = t == 2 && r == 2;
+        break;
+    }
+    return path;
+}
+
 Sim::IqSample modelSample(const Sim::SimUnit& unit, TarnTask& task, Transmit_Path tx,
                           Receive_Path rx, double freqMHz, int receiver,
                           const ModelOptions& options) {
-    const int value =
-        path_to_switch_control(*task.getHardwareDetails(), tx, rx)->getRegisterValue();
-    // No switch board: the wiring is fixed and register 0x82 is not decoded.
-    Sim::RfState state = unit.rfState();
-    state.path = unit.switchPath(static_cast<std::uint8_t>(value < 0 ? 0 : value));
-    state.txFrequencyMHz = freqMHz;
-    state.rxFrequencyMHz = freqMHz + Sim::kIntermediateFrequencyMHz +
-                           (options.receiverOffsetMHz ? options.receiverOffsetMHz(freqMHz) : 0.0);
-    state.synthesiserLocked = true;
+    Sim::RfState state =
+        Sim::RfState::tuned(freqMHz, boardConnection(unit.hardware().board, tx, rx));
+    if (options.receiverOffsetMHz)
+        state.rxFrequencyMHz += options.receiverOffsetMHz(freqMHz);
     const bool off = options.transmitterOff && options.transmitterOff(freqMHz);
     state.txAmplifier = task.getTXPowerAmpState() && !off;
     state.txRfSwitch = task.getTXRFSwitchState() && !off;
     state.rxAmplifier = task.getRXPowerAmpState();
+    state.extraRxLossDb = options.testPortLossDb;
     if (receiver >= unit.hardware().receivers)
         return {};
     return Sim::RfModel(unit.dut()).sample(state, receiver);
@@ -107,30 +149,13 @@ int expectPathMatchesModel(TarnTask& task, const Sim::SimUnit& unit, Transmit_Pa
     return mismatches == 0 ? nonZero : 0;
 }
 
-std::string listingImageHex(const std::string& listing) {
-    std::string hex;
-    unsigned expected = 0;
-    std::size_t at = 0;
-    while (at < listing.size()) {
-        std::size_t end = listing.find('\n', at);
-        if (end == std::string::npos)
-            end = listing.size();
-        const std::string line = listing.substr(at, end - at);
-        at = end + 1;
-        unsigned address = 0;
-        char tab = 0;
-        if (line.size() < 7 || std::sscanf(line.c_str(), "%4x%c", &address, &tab) != 2 ||
-            tab != '\t')
-            continue;
-        if (address != expected)
-            return "";
-        for (std::size_t i = 5; i + 1 < line.size(); i += 3) {
-            hex += static_cast<char>(std::tolower(static_cast<unsigned char>(line[i])));
-            hex += static_cast<char>(std::tolower(static_cast<unsigned char>(line[i + 1])));
-            ++expected;
-        }
-    }
-    return hex;
+void MeasureLab::startUnit(const std::string& profile, const std::string& address,
+                           std::uint16_t port, bool realTime) {
+    unit = &units.add(measureUnitConfig(profile, address, port, realTime));
+    ASSERT_EQ(units.start(), "");
+    std::string problem;
+    task = initialisedTask(address, port, problem);
+    ASSERT_NE(task, nullptr) << problem;
 }
 
 std::string imageHex(const std::vector<std::uint8_t>& image) {

@@ -1,14 +1,20 @@
 #pragma once
 // Measurement tests against simulated units over the lab: a task initialised against a unit,
-// and the check of a measured path's extracted I/Q against the unit's own DUT model at the
-// task's (snapped) frequencies.
+// and the check of a measured path's extracted I/Q against the unit's DUT model at the task's
+// (snapped) frequencies. The expected data come from the ports the test asked for and the
+// unit's own radio model, never from the library's path mapping or program: a library that
+// selects the wrong ports or programs the wrong registers gets different data back.
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "lab_namespace.h"
 #include "sim/sim_unit.h"
+#include "sim_units.h"
 #include "task/sweep_data.h"
 #include "task/tarn_task.h"
 
@@ -29,12 +35,20 @@ struct ModelOptions {
     std::function<bool(double)> transmitterOff;
     // Receive synthesiser offset at this frequency (MHz), added to the intermediate frequency.
     std::function<double(double)> receiverOffsetMHz;
+    // Receive attenuation the test configured in front of the test-port receivers, in dB.
+    double testPortLossDb = 0.0;
     // Largest accepted difference per I or Q value, in counts.
     int tolerance = 1;
 };
 
-// What receiver `receiver` of `unit` reports at `freqMHz` on the path the switch board selects
-// for (tx, rx), with the unit's present gain, attenuation and amplifiers.
+// What a unit's switch board connects when asked for (tx, rx): the pair itself, except where
+// the board cannot connect it as asked (same-port and receive-none requests on the 4-port
+// boards, receive none on the 8-port board, the S-parameter board's reference path).
+Orvek::Sim::SwitchPath boardConnection(Orvek::SwitchBoard_Type board, Orvek::Transmit_Path tx,
+                                       Orvek::Receive_Path rx);
+
+// What receiver `receiver` of `unit` reports at `freqMHz` on the path the switch board connects
+// for (tx, rx), at gain 0 and with the task's amplifier settings.
 Orvek::Sim::IqSample modelSample(const Orvek::Sim::SimUnit& unit, Orvek::TarnTask& task,
                                  Orvek::Transmit_Path tx, Orvek::Receive_Path rx, double freqMHz,
                                  int receiver, const ModelOptions& options = {});
@@ -45,9 +59,19 @@ int expectPathMatchesModel(Orvek::TarnTask& task, const Orvek::Sim::SimUnit& uni
                            Orvek::Transmit_Path tx, Orvek::Receive_Path rx,
                            const ModelOptions& options = {});
 
-// The image bytes shown in an annotated program listing, as lower-case hex text in address
-// order; empty if the listing's addresses do not run on without a gap.
-std::string listingImageHex(const std::string& listing);
+// A lab test with one simulated unit and a task initialised against it.
+class MeasureLab : public ::testing::Test {
+protected:
+    void SetUp() override { TARN_REQUIRE_LAB_HOST_SIDE(); }
+    // Starts a unit of `profile` at `address`:`port` (fast unless `realTime`) and initialises
+    // `task` for it.
+    void startUnit(const std::string& profile, const std::string& address, std::uint16_t port,
+                   bool realTime = false);
+
+    SimulatedUnits units;
+    Orvek::Sim::SimUnit* unit = nullptr;
+    std::unique_ptr<Orvek::TarnTask> task;
+};
 
 // Lower-case hex text of image bytes.
 std::string imageHex(const std::vector<std::uint8_t>& image);

@@ -7,15 +7,6 @@
 
 namespace tarnlab {
 
-namespace {
-
-std::string logPathFromEnvironment() {
-    const char* path = std::getenv("TARN_SIM_LOG");
-    return path != nullptr ? path : "";
-}
-
-} // namespace
-
 Orvek::Sim::UnitConfig simUnitConfig(const std::string& profile, const std::string& address,
                                      std::uint16_t port) {
     Orvek::Sim::UnitConfig config;
@@ -25,8 +16,10 @@ Orvek::Sim::UnitConfig simUnitConfig(const std::string& profile, const std::stri
     return config;
 }
 
-SimulatedUnits::SimulatedUnits()
-    : simulator_(std::make_unique<Orvek::Sim::Simulator>(logPathFromEnvironment())) {}
+SimulatedUnits::SimulatedUnits() {
+    const char* logPath = std::getenv("TARN_SIM_LOG");
+    simulator_ = std::make_unique<Orvek::Sim::Simulator>(logPath != nullptr ? logPath : "");
+}
 
 SimulatedUnits::~SimulatedUnits() {
     stop();

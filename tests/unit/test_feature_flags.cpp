@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "prom/prom_parameters.h"
 
 using namespace Orvek;

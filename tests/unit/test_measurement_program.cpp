@@ -1,6 +1,7 @@
-// Generation of the measurement program: what the generated program makes the unit do (read
-// back from the compiled image), the packet plan the decoder relies on, the timing figures and
-// the listing kept with the program.
+// Generation of the measurement program from plain inputs: what the program makes the unit do
+// (read back from the compiled image), the packet plan the decoder relies on, the timing
+// figures, exact bytes of small programs, and that a task hands its settings to the generator.
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -9,8 +10,8 @@
 #include <gtest/gtest.h>
 
 #include "hardware/point_timing.h"
+#include "program/measurement_program.h"
 #include "program/program_reader.h"
-#include "task/task_helpers.h"
 #include "task_test_access.h"
 
 using namespace Orvek;
@@ -65,10 +66,6 @@ std::string trace(const CompiledProgram& compiled, const std::string& label) {
     return out;
 }
 
-bool startsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
 std::string repeat(const std::string& token, int count) {
     std::string out;
     for (int i = 0; i < count; ++i)
@@ -76,92 +73,100 @@ std::string repeat(const std::string& token, int count) {
     return out;
 }
 
-class MeasurementProgram : public ::testing::Test {
-protected:
-    void makeTask(SwitchBoard_Type board = SWITCHBOARD_SIMPLE_4_PORT_SWITCH, uint8_t flags = 0) {
-        task = tarntest::makeStoppedTask(board, flags);
-        helpers = std::make_unique<TarnTask::TaskHelpers>(task.get());
-        ASSERT_EQ(task->setHopRate(HOP_1K), ERR_OK);
-    }
-    // `count` points from `first` MHz, `step` apart (all in band 0 of the test unit).
-    void sweep(int count, double first = 3100.0, double step = 1.0) {
-        std::vector<double> freqs(count);
-        for (int i = 0; i < count; ++i)
-            freqs[i] = first + i * step;
-        ASSERT_EQ(task->setFrequencies(freqs.data(), count), ERR_OK);
-    }
-    TaskState& state() { return TarnTaskTestAccess::state(*task); }
-    void build() { helpers->buildTarnProgramNormal(); }
-    std::string traced(const std::string& label) { return trace(state().compiledProgram, label); }
-
-    std::unique_ptr<TarnTask> task;
-    std::unique_ptr<TarnTask::TaskHelpers> helpers;
-};
-
 // Band 0, both amplifiers and the transmit RF switch on, digital-output function.
 const std::string kReg80On = "80=0f";
 
+class MeasurementProgramTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        unit(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0);
+        in.hopRate = HOP_1K;
+    }
+    void unit(SwitchBoard_Type board, uint8_t flags) {
+        tarntest::describeTestUnit(prom, board, flags);
+    }
+    // `count` points from `first` MHz, `step` apart (all in band 0 of the test unit), one path.
+    void sweep(int count, double first = 3100.0, double step = 1.0) {
+        in.frequencies.clear();
+        for (int i = 0; i < count; ++i)
+            in.frequencies.push_back(first + i * step);
+        in.transmitterOff.assign(in.frequencies.size(), false);
+        if (in.paths.empty())
+            in.paths.push_back({0x14, "path"});
+    }
+    void build() { p = generateMeasurementProgram(in, prom); }
+    std::string traced(const std::string& label) { return trace(p.compiled, label); }
+    bool startsWith(const std::string& label, const std::string& prefix) {
+        return traced(label).compare(0, prefix.size(), prefix) == 0;
+    }
+    bool contains(const std::string& label, const std::string& part) {
+        return traced(label).find(part) != std::string::npos;
+    }
+
+    PromParameters prom;
+    MeasurementProgramInput in;
+    MeasurementProgram p;
+};
+
 } // namespace
 
-TEST_F(MeasurementProgram, SmallSweepRunsAsPlanned) {
-    makeTask();
+TEST_F(MeasurementProgramTest, SmallSweepExactBytesAndBookkeeping) {
+    in.hopRate = HOP_1K;
     sweep(2);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
     build();
-
-    // Preamble after the fixed power-up registers (which end with 9a=18).
-    const std::string startup = traced("startup");
-    const std::string tail = startup.substr(startup.find("9a=18") + 6);
-    EXPECT_EQ(tail, "84=40 85=07 81=00 9d=00 b4=64 84=01 D D 20=40 " + kReg80On +
-                        " 8e=00 36=00 37=00 9e=00 8f=00 a0=01 E");
+    // Every byte of the program: power-up, preamble, jump table, two points in band 0.
+    // Every byte of the program: power-up, preamble (hop 07, PLL 00/64 for N = 100 with the
+    // 16/17 prescaler, 80=0f), jump table calling 0x64, then 3100 and 3101 MHz in band 0 (1 kHz
+    // steps: tx words 0x2F4D60 and 0x2F5148, rx 10700 steps above).
+    EXPECT_EQ(p.compiled.program,
+              "FFFFFFFF800e8300850084088e7fFDFD7500740035003400FDFD3308320231003000730872027180"
+              "7000FDFD970098009b009a188440850781009d00b4648401FDFD2040800f8e00360037009e008f00"
+              "a001FFFFFFFFFF82149b0090009364FF"
+              "FFFFFFFF0660054d042f462c4577442f800fFDFDFDFDFDFDFDFDFE06480551042f4614457b442fFEFD"
+              "8901FD95FF");
     EXPECT_EQ(traced("jumptable start"), "82=14 9b=00 C:freqs E");
     EXPECT_EQ(traced("freqs"), "tx rx " + kReg80On + " " + repeat("D", 8) + " A tx rx A D P1 D R");
-
-    const TaskState& s = state();
-    EXPECT_EQ(s.packetSizes, std::vector<int>{8});
-    EXPECT_EQ(s.pointCountPerFrame, 2 + 8 + 2);
-    EXPECT_EQ(s.packetsPerSweep, 1);
-    EXPECT_DOUBLE_EQ(s.sweepTimeMs, msPerPoint(HOP_1K, tarntest::kTestUnitMasterClockMHz) * 12);
+    EXPECT_EQ(p.packetSizes, std::vector<int>{8});
+    EXPECT_EQ(p.passLength, 2 + 8 + 2);
+    EXPECT_EQ(p.packetsPerSweep, 1);
+    EXPECT_DOUBLE_EQ(p.sweepTimeMs, msPerPoint(HOP_1K, tarntest::kTestUnitMasterClockMHz) * 12);
     uint32_t address = 0;
-    ASSERT_TRUE(s.compiledProgram.findLabel("jumptable start", address));
-    EXPECT_EQ(s.mainEntryPoint.address, address);
-    EXPECT_EQ(s.mainEntryPoint.packetCount, 1);
-    EXPECT_EQ(s.mainEntryPoint.packetLengths, s.packetSizes);
-    ASSERT_TRUE(s.compiledProgram.findLabel("startup", address));
-    EXPECT_EQ(s.startupEntryPoint.address, address);
-    EXPECT_EQ(s.startupEntryPoint.packetCount, 0);
+    ASSERT_TRUE(p.compiled.findLabel("jumptable start", address));
+    EXPECT_EQ(p.main.address, address);
+    EXPECT_EQ(p.main.packetCount, 1);
+    EXPECT_EQ(p.main.packetLengths, p.packetSizes);
+    ASSERT_TRUE(p.compiled.findLabel("startup", address));
+    EXPECT_EQ(p.startup.address, address);
+    EXPECT_EQ(p.startup.packetCount, 0);
 }
 
-TEST_F(MeasurementProgram, PacketsBreakAfterMoreThan1399BytesUnlessOnlyAShortTailRemains) {
+TEST_F(MeasurementProgramTest, PacketsBreakAfterMoreThan1399BytesUnlessOnlyAShortTailRemains) {
     struct Case {
-        int points;
-        unsigned char receivers;
+        int points, receivers;
         std::vector<int> sizes;
     } cases[] = {
-        {400, 0x1, {1400, 200}}, // break after point 350
-        {351, 0x1, {1404}},      // the 4 bytes left after point 350 join its packet
-        {355, 0x1, {1420}},      // so does a tail of exactly 20 bytes
-        {356, 0x1, {1400, 24}},
-        {200, 0x5, {1400, 200}}, // 8 bytes per point
-        {300, 0xF, {1408, 1408, 1408, 576}},
+        {400, 1, {1400, 200}}, // break after point 350
+        {351, 1, {1404}},      // the 4 bytes left after point 350 join its packet
+        {355, 1, {1420}},      // so does a tail of exactly 20 bytes
+        {356, 1, {1400, 24}},
+        {200, 2, {1400, 200}}, // 8 bytes per point
+        {300, 4, {1408, 1408, 1408, 576}},
     };
+    in.paths = {{0x14, "a"}, {0x41, "b"}};
     for (const Case& c : cases) {
-        makeTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0x40); // multiple receivers
-        ASSERT_EQ(task->setEnabledReceivers(c.receivers), ERR_OK);
+        in.receiverCount = c.receivers;
         sweep(c.points, 3000.0, 2.0);
-        ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
-        ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_0), ERR_OK);
         build();
         SCOPED_TRACE(c.points);
-        EXPECT_EQ(state().packetSizes, c.sizes);
-        EXPECT_EQ(state().packetsPerSweep, 2 * static_cast<int>(c.sizes.size()));
+        EXPECT_EQ(p.packetSizes, c.sizes);
+        EXPECT_EQ(p.packetsPerSweep, 2 * static_cast<int>(c.sizes.size()));
         // Every packet holds exactly the samples acquired since the previous one.
         const std::string acquisition = traced("freqs");
         std::vector<int> acquired{0};
-        for (std::size_t at = 0; at < acquisition.size(); ++at) {
-            if (acquisition[at] == 'A')
-                acquired.back() += 4 * task->getnumberOfEnabledReceivers();
-            if (acquisition[at] == 'P')
+        for (char at : acquisition) {
+            if (at == 'A')
+                acquired.back() += 4 * c.receivers;
+            if (at == 'P')
                 acquired.push_back(0);
         }
         acquired.pop_back();
@@ -169,135 +174,130 @@ TEST_F(MeasurementProgram, PacketsBreakAfterMoreThan1399BytesUnlessOnlyAShortTai
     }
 }
 
-TEST_F(MeasurementProgram, AuxiliaryBlocksOpenThePassAndCountInTheFirstPacket) {
-    makeTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0x09); // serial port, shaft encoders
-    ASSERT_EQ(task->configureSerialPortFeature(true, 100), ERR_OK);
-    ASSERT_EQ(task->configureShaftEncodersFeature(true, true), ERR_OK);
-    ASSERT_EQ(task->setSendSweepTimer(true), ERR_OK);
+TEST_F(MeasurementProgramTest, AuxiliaryBlocksOpenThePassAndCountInTheFirstPacket) {
+    in.serialBufferSize = 100;
+    in.shaftEncodersEnabled = in.resetShaftEncodersOnStart = in.sendSweepTimer = true;
     sweep(400);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
     build();
-
     // Serial block 102 + encoders 4 + timer 4 = 110 bytes before the samples.
-    EXPECT_EQ(state().packetSizes, (std::vector<int>{110 + 323 * 4, 77 * 4}));
+    EXPECT_EQ(p.packetSizes, (std::vector<int>{110 + 323 * 4, 77 * 4}));
     // Each requested block is taken by the FE that follows its request.
-    EXPECT_TRUE(startsWith(traced("freqs"), "87=08 87=01 A D 87=10 A tx rx 80=0f D"));
-    EXPECT_EQ(traced("jumptable start"),
-              "82=14 9b=00 D C:freqs E"); // the serial buffer needs a point to be written
-    const std::string startup = traced("startup");
-    EXPECT_NE(startup.find("8e=66 36=00"), std::string::npos);
-    EXPECT_NE(startup.find("8f=00 87=02 D a0=01 E"), std::string::npos);
-    EXPECT_EQ(state().pointCountPerFrame, 1 + 2 + 1 + 400 + 8 + 2 + 2);
-}
+    EXPECT_TRUE(startsWith("freqs", "87=08 87=01 A D 87=10 A tx rx 80=0f D"));
+    // The serial buffer needs a point to be written.
+    EXPECT_EQ(traced("jumptable start"), "82=14 9b=00 D C:freqs E");
+    EXPECT_TRUE(contains("startup", "8e=66 36=00"));
+    EXPECT_TRUE(contains("startup", "8f=00 87=02 D a0=01 E"));
+    EXPECT_EQ(p.passLength, 1 + 2 + 1 + 400 + 8 + 2 + 2);
 
-TEST_F(MeasurementProgram, SuppressedFrequencyDataSendsOnlyTheAuxiliaryBlocks) {
-    makeTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0x09);
-    ASSERT_EQ(task->configureSerialPortFeature(true, 10), ERR_OK);
-    ASSERT_EQ(task->configureShaftEncodersFeature(true, false), ERR_OK);
-    ASSERT_EQ(task->setSuppressFrequencyData(true), ERR_OK);
+    // Without frequency data the encoder block is the only acquisition; points are timed by FD.
+    in.sendSweepTimer = false;
+    in.serialBufferSize = 10;
+    in.suppressFrequencyData = true;
     sweep(600);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
     build();
-    EXPECT_EQ(state().packetSizes, std::vector<int>{12 + 4});
-    // The encoder block is the only acquisition; the points are timed with FD.
-    const std::string acquisition = traced("freqs");
-    EXPECT_TRUE(startsWith(acquisition,
-                           "87=08 87=01 A D tx rx 80=0f " + repeat("D", 9) + " tx rx D tx rx D"));
-    EXPECT_EQ(acquisition.find(" A", 14), std::string::npos);
-    EXPECT_EQ(acquisition.find("P0"), std::string::npos);
+    EXPECT_EQ(p.packetSizes, std::vector<int>{12 + 4});
+    EXPECT_TRUE(
+        startsWith("freqs", "87=08 87=01 A D tx rx 80=0f " + repeat("D", 9) + " tx rx D tx rx D"));
+    EXPECT_EQ(traced("freqs").find(" A", 14), std::string::npos);
+    EXPECT_FALSE(contains("freqs", "P0"));
 }
 
-TEST_F(MeasurementProgram, TransmitterIsOffInsideExclusionBands) {
-    makeTask();
-    ASSERT_EQ(task->addExclusionBand(3150.0, 3250.0), ERR_OK);
+TEST_F(MeasurementProgramTest, TransmitterIsOffInsideExclusionBands) {
     sweep(4, 3100.0, 100.0);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
+    in.transmitterOff = {false, false, true, false};
     build();
-    // Point 2 (3200 MHz) is inside: transmit amplifier and RF switch off, no settling delay.
+    // Point 3 is inside: transmit amplifier and RF switch off, no settling delay.
     EXPECT_EQ(traced("freqs"), "tx rx " + kReg80On + " " + repeat("D", 8) +
-                                   " A tx rx 80=05 A tx rx " + kReg80On + " A tx rx A D P1 D R");
+                                   " A tx rx A tx rx 80=05 A tx rx " + kReg80On + " A D P1 D R");
 }
 
-TEST_F(MeasurementProgram, JumpTableFollowsPathsModeAndClock) {
-    makeTask();
+TEST_F(MeasurementProgramTest, JumpTableFollowsPathsModeAndClock) {
+    in.paths = {{0x36, "a"}, {-1, "no switch"}, {0x70, "b"}};
+    in.measurementType = PROG_ASYNC;
+    in.syncPulseMode = SYNC_GENERATE;
     sweep(1);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_2, TARN_RX_PATH_3), ERR_OK);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_3, TARN_RX_PATH_0), ERR_OK);
-    ASSERT_EQ(task->setMeasurementType(PROG_ASYNC), ERR_OK);
-    ASSERT_EQ(task->setSyncPulseMode(SYNC_GENERATE), ERR_OK);
     build();
     EXPECT_EQ(traced("jumptable start"),
-              "S D 82=36 9b=00 C:freqs 82=70 9b=00 C:freqs J:jumptable start E");
-    EXPECT_NE(traced("startup").find("8f=20"), std::string::npos);
-    EXPECT_EQ(state().packetsPerSweep, 2);
+              "S D 82=36 9b=00 C:freqs 9b=00 C:freqs 82=70 9b=00 C:freqs J:jumptable start E");
+    EXPECT_TRUE(contains("startup", "8f=20"));
+    EXPECT_EQ(p.packetsPerSweep, 3);
 }
 
-TEST_F(MeasurementProgram, TddBoardGetsItsFlagsTimingAndAttenuator) {
-    makeTask(SWITCHBOARD_TDD_4_PORT_SWITCH);
-    TDDConfiguration tdd;
-    tdd.flag1 = 1;      // tdd
-    tdd.flag4 = 7;      // power amplifier
-    tdd.extraValue = 1; // attenuator switch
-    tdd.attenuatorValue = 200;
+TEST_F(MeasurementProgramTest, TddBoardGetsItsFlagsTimingAndAttenuator) {
+    unit(SWITCHBOARD_TDD_4_PORT_SWITCH, 0);
+    in.tddEnabled = true;
+    in.tddConfiguration.flag1 = 1;      // tdd
+    in.tddConfiguration.flag4 = 7;      // power amplifier
+    in.tddConfiguration.extraValue = 1; // attenuator switch
+    in.tddConfiguration.attenuatorValue = 200;
     for (int i = 0; i < 7; ++i)
-        tdd.timing[i] = 10 + i;
-    ASSERT_EQ(task->configureTDDFeature(true, tdd), ERR_OK);
-    sweep(1);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_NONE, TARN_RX_PATH_1), ERR_OK);
-    build();
-    EXPECT_EQ(state().tddFlagsWord, 0x29);
-    EXPECT_EQ(state().tddDescription,
-              " tdd: on, nulling: off, pa: on, slave: no, atten: on, lna: off");
-    EXPECT_NE(
-        traced("startup").find("x00=29 x01=0b x02=0c x03=0d x04=0e x05=0f x06=10 x07=c8 D a0=01 E"),
-        std::string::npos);
-    EXPECT_EQ(traced("jumptable start"), "82=15 9b=00 x00=29 C:freqs E");
-    EXPECT_TRUE(startsWith(traced("freqs"), "x00=29 tx rx "));
-}
-
-TEST_F(MeasurementProgram, PreambleReflectsGainPadAttenuatorAndModes) {
-    makeTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0x80 | 0x09); // attenuator, serial, encoders
-    ASSERT_EQ(task->setReceiverGain(TARN_GAIN_15), ERR_OK);
-    ASSERT_EQ(task->setReceiver12dBPadEnabled(true), ERR_OK);
-    ASSERT_EQ(task->configureSwitchboardAttenuationFeature(true, ATTEN_5), ERR_OK);
-    ASSERT_EQ(task->configureSerialPortFeature(true, 254), ERR_OK);
-    ASSERT_EQ(task->configureDigitalOutFeature(true, true), ERR_OK);
-    ASSERT_EQ(task->setFrequencyOffset(true, 0x1234), ERR_OK);
-    ASSERT_EQ(task->setResetFrameCounterOnStart(true), ERR_OK);
+        in.tddConfiguration.timing[i] = 10 + i;
     sweep(1);
     build();
-    const std::string startup = traced("startup");
-    EXPECT_NE(startup.find("81=15 9d"), std::string::npos) << startup;
-    EXPECT_NE(startup.find("20=40 82=62 84=08 82=72 84=08 80=0f 8e=00 36=34 37=03 9e=08 8f=00 "
-                           "87=04 D a0=01 E"),
-              std::string::npos)
-        << startup;
+    EXPECT_EQ(p.tddFlagsWord, 0x29);
+    EXPECT_EQ(p.tddDescription, " tdd: on, nulling: off, pa: on, slave: no, atten: on, lna: off");
+    EXPECT_TRUE(
+        contains("startup", "x00=29 x01=0b x02=0c x03=0d x04=0e x05=0f x06=10 x07=c8 D a0=01 E"));
+    EXPECT_EQ(traced("jumptable start"), "82=14 9b=00 x00=29 C:freqs E");
+    EXPECT_TRUE(startsWith("freqs", "x00=29 tx rx "));
+
+    // Disabled, the board keeps being given the word last programmed, and no timing.
+    in.tddEnabled = false;
+    in.tddFlagsWord = 0x11;
+    build();
+    EXPECT_EQ(p.tddFlagsWord, 0x11);
+    EXPECT_FALSE(contains("startup", "x01="));
+    EXPECT_TRUE(startsWith("freqs", "x00=11 tx rx "));
 }
 
-TEST_F(MeasurementProgram, UnknownSyncModeKeepsThePreviousProgram) {
-    makeTask();
+TEST_F(MeasurementProgramTest, PreambleReflectsGainPadAttenuatorAndModes) {
+    in.receiverGain = TARN_GAIN_15;
+    in.receiver12dBPad = true;
+    in.attenuatorFitted = true;
+    in.switchboardAttenuation = ATTEN_5;
+    in.serialBufferSize = 254; // the block size wraps in the 8-bit register
+    in.digitalOutEnabled = in.digitalOutValue = true;
+    in.frequencyOffsetEnabled = true;
+    in.frequencyOffsetCounts = 0x1234;
+    in.resetFrameCounterOnStart = true;
+    in.enabledReceivers = 0x0B;
+    sweep(1);
+    build();
+    EXPECT_TRUE(contains("startup", "81=15 9d"));
+    EXPECT_TRUE(contains("startup", "20=40 82=62 84=08 82=72 84=08 80=0f 8e=00 36=34 37=03 9e=08 "
+                                    "8f=00 87=04 D a0=0b E"));
+}
+
+TEST_F(MeasurementProgramTest, RefusedInputsThrowTheirErrors) {
     sweep(3);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
-    build();
-    const CompiledProgram before = state().compiledProgram;
-    ASSERT_EQ(task->setSyncPulseMode(static_cast<Sync_Pulse_Mode>(5)), ERR_OK);
-    sweep(400);
-    try {
-        build();
-        FAIL() << "no exception";
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "Unhandled millisecond clock enum value: 5");
+    const struct {
+        Hop_Rate hop;
+        int sync;
+        double freq;
+        const char* what;
+    } cases[] = {
+        {HOP_UNDEFINED, SYNC_IGNORE, 3100.0, "No hop rate set?"},
+        {HOP_1K, 5, 3100.0, "Unhandled millisecond clock enum value: 5"},
+        {HOP_1K, SYNC_IGNORE, 100.0, "Invalid band (Not in set [0,1,2,3])"}, // band 5
+    };
+    for (const auto& c : cases) {
+        in.hopRate = c.hop;
+        in.syncPulseMode = static_cast<Sync_Pulse_Mode>(c.sync);
+        in.frequencies[1] = c.freq;
+        try {
+            build();
+            ADD_FAILURE() << "no exception for " << c.what;
+        } catch (const std::runtime_error& e) {
+            EXPECT_STREQ(e.what(), c.what);
+        }
     }
-    EXPECT_EQ(state().compiledProgram.program, before.program);
-    EXPECT_EQ(state().packetSizes, std::vector<int>{12});
 }
 
-TEST_F(MeasurementProgram, PacketTimeOutCoversTheSlowestRateAndStaysBounded) {
-    makeTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0x09);
-    ASSERT_EQ(task->setHopRate(HOP_20), ERR_OK);
-    ASSERT_EQ(task->configureSerialPortFeature(true, 254), ERR_OK);
+TEST_F(MeasurementProgramTest, PacketTimeOutCoversTheSlowestRateAndStaysBounded) {
+    in.hopRate = HOP_20;
+    in.serialBufferSize = 254;
+    in.minimumPacketTimeoutMs = 100;
     sweep(1000, 400.0, 5.0); // band changes inside the packets
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
     build();
     // Longest stretch of timed instructions before a packet goes out, counting the jump
     // table's share before the first packet.
@@ -313,11 +313,50 @@ TEST_F(MeasurementProgram, PacketTimeOutCoversTheSlowestRateAndStaysBounded) {
         }
     }
     const double pointMs = msPerPoint(HOP_20, tarntest::kTestUnitMasterClockMHz);
-    const int timeout = helpers->packetTimeoutMs();
-    EXPECT_GE(timeout, longest * pointMs);
-    EXPECT_LE(timeout, (longest + 4) * pointMs + 1000 + 1);
-    EXPECT_EQ(state().mainEntryPoint.packetTimeoutMs, timeout);
+    EXPECT_GE(p.main.packetTimeoutMs, longest * pointMs);
+    EXPECT_LE(p.main.packetTimeoutMs, (longest + 4) * pointMs + 1000 + 1);
     // A longer task time-out lengthens the wait (external triggers, slow links).
-    ASSERT_EQ(task->setTimeout(120000), ERR_OK);
-    EXPECT_EQ(helpers->packetTimeoutMs(), 120000);
+    in.minimumPacketTimeoutMs = 120000;
+    build();
+    EXPECT_EQ(p.main.packetTimeoutMs, 120000);
+}
+
+// The task hands every setting to the generator and keeps what it returns; a failed build
+// keeps the previous program.
+TEST(TaskProgramBuild, SettingsReachTheProgramAndAFailedBuildKeepsThePrevious) {
+    auto task = tarntest::makeStoppedTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0xC9);
+    TaskState& s = TarnTaskTestAccess::state(*task);
+    ASSERT_EQ(task->setHopRate(HOP_3K), ERR_OK);
+    ASSERT_EQ(task->setReceiverGain(TARN_GAIN_6), ERR_OK);
+    ASSERT_EQ(task->setEnabledReceivers(0x3), ERR_OK);
+    ASSERT_EQ(task->configureSerialPortFeature(true, 5), ERR_OK);
+    ASSERT_EQ(task->configureShaftEncodersFeature(true, true), ERR_OK);
+    ASSERT_EQ(task->configureSwitchboardAttenuationFeature(true, ATTEN_3), ERR_OK);
+    ASSERT_EQ(task->configureRXPowerAmpFeature(false), ERR_OK);
+    ASSERT_EQ(task->setFrequencyOffset(true, 7), ERR_OK);
+    ASSERT_EQ(task->setSendSweepTimer(true), ERR_OK);
+    ASSERT_EQ(task->setSyncPulseMode(SYNC_RECEIVE), ERR_OK);
+    ASSERT_EQ(task->addExclusionBand(3100.5, 3101.5), ERR_OK);
+    const double freqs[] = {3100.0, 3101.0, 1600.0};
+    ASSERT_EQ(task->setFrequencies(freqs, 3), ERR_OK);
+    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
+    TarnTaskTestAccess::helpers(*task).buildTarnProgramNormal();
+    const CompiledProgram built = s.compiledProgram;
+    // Hop 05, gain 02, attenuator 3 dB (0x64, latched 0x74), receive amplifier off (80=0b),
+    // serial block 07, offset 07 enabled, receive sync (8f=10), encoder reset, receivers 03;
+    // sync and serial delays in the jump table; the excluded 3101 MHz with 80=01; 1600 MHz in
+    // band 1 (tx 0x30D400, rx 21400 steps above) with 80=0a.
+    EXPECT_EQ(built.program,
+              "FFFFFFFF800e8300850084088e7fFDFD7500740035003400FDFD3308320231003000730872027180"
+              "7000FDFD970098009b009a188440850581029d00b4648401FDFD2040826484088274840880"
+              "0b8e07360737019e008f108702FDa003FFFFFFFFFFFCFD82149b00FD90009372FF"
+              "FFFFFFFF87088701FEFD8710FE0660054d042f462c4577442f800bFDFDFDFDFDFDFDFDFE0648055104"
+              "2f4614457b442f8001FE060005d40430469845274431800aFDFDFDFDFDFDFDFDFEFD8901FD95FF");
+    EXPECT_EQ(s.packetSizes, std::vector<int>{7 + 4 + 4 + 3 * 8});
+    EXPECT_EQ(s.mainEntryPoint.packetCount, 1);
+    EXPECT_EQ(s.pointCountPerFrame, 1 + 2 + 1 + 3 + 16 + 2);
+
+    ASSERT_EQ(task->setSyncPulseMode(static_cast<Sync_Pulse_Mode>(5)), ERR_OK);
+    EXPECT_THROW(TarnTaskTestAccess::helpers(*task).buildTarnProgramNormal(), std::runtime_error);
+    EXPECT_EQ(s.compiledProgram.program, built.program);
 }

@@ -2,7 +2,7 @@
 // unit's description is unusable.
 #include <gtest/gtest.h>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "prom/prom_parameters.h"
 #include "prom/prom_validation.h"
 #include "prom_fixtures.h"

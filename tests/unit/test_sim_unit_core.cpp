@@ -1,17 +1,15 @@
-// The simulated unit without network: commands and their exact replies, program execution
-// (registers, calls, packets, auxiliary blocks, timing), the physics of its samples, and
-// malformed programs that must stop the unit without harming it.
+// The simulated unit without network, fed programs written byte by byte from the unit's
+// instruction set (never by the library's compiler): the texts it answers, how it executes
+// programs, the physics of its samples, and malformed programs that must stop it unharmed.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <complex>
 #include <cstdio>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "program/program_reader.h"
-#include "program/program_source.h"
-#include "prom/prom_parameters.h"
 #include "sim/unit_core.h"
 
 namespace Orvek {
@@ -19,14 +17,11 @@ namespace Sim {
 namespace {
 
 constexpr double kRef = 125.0;
-constexpr int kDivide = 100;
+constexpr int kDivide = 100;          // PLL N from 9D 02 (prescaler 16) and B4 64 (B 6, A 4)
+constexpr double kPoint = 361 / 32e6; // hop register 0: 361 master-clock cycles of 32 MHz
 
 UnitHardware testHardware() {
     UnitHardware hardware;
-    hardware.masterClockMHz = 32.0;
-    hardware.ddsReferenceMHz = kRef;
-    hardware.vcoMinimumMHz = 1600;
-    hardware.vcoMaximumMHz = 3200;
     hardware.board = SWITCHBOARD_S_PARAMETER_SWITCH;
     hardware.receivers = 4;
     hardware.hasAttenuator = true;
@@ -36,15 +31,9 @@ UnitHardware testHardware() {
 }
 
 DutModel testDut() {
-    DutModel dut;
-    BandPassFilterDesign filter;
-    filter.centreMHz = 2000;
-    filter.bandwidthMHz = 300;
-    dut.connectFilter(0, 1, filter);
-    return dut;
+    return DutModel::parse("filter:0-1:2000:300");
 }
 
-// Tuning word for `f` in `band`, rounded to nearest, as a test computes it by hand.
 std::uint32_t word(double f, int band) {
     return static_cast<std::uint32_t>(
         std::floor(f * (1 << band) * 16777216.0 / (kDivide * kRef) + 0.5));
@@ -54,11 +43,23 @@ double wordToMHz(std::uint32_t w, int band) {
     return w * kRef / 16777216.0 * kDivide / (1 << band);
 }
 
-std::vector<std::uint8_t> bytesOf(const ProgramSource& source) {
-    std::vector<std::uint8_t> bytes;
-    EXPECT_TRUE(parseProgramHex(source.compile(PromParameters()).program, bytes));
-    bytes.push_back(0xFF); // the uploader's closing end byte
-    return bytes;
+std::string hex(unsigned value) {
+    char text[4];
+    std::snprintf(text, sizeof text, "%02x", value & 0xFF);
+    return text;
+}
+
+// Both DDS words of a point in band 0 (transmit 06/05/04, receive 46/45/44, low byte first).
+std::string tuneTo(double f, double intermediateMHz = 10.7002, int band = 0) {
+    const std::uint32_t tx = word(f, band);
+    const std::uint32_t rx = tx + word(intermediateMHz, band);
+    return "06" + hex(tx) + "05" + hex(tx >> 8) + "04" + hex(tx >> 16) + "46" + hex(rx) + "45" +
+           hex(rx >> 8) + "44" + hex(rx >> 16);
+}
+
+// Hop rate 0, PLL N = 100 loaded, band 0 with every amplifier on, receivers `mask`, path.
+std::string setUp(unsigned mask, unsigned path = 0x30) {
+    return "8500 9D02 B464 8401 800F A0" + hex(mask) + "82" + hex(path);
 }
 
 struct Harness {
@@ -71,13 +72,11 @@ struct Harness {
             return core.refuse(text, command.problem, now);
         return core.handle(command, now);
     }
-    void upload(const ProgramSource& source) {
-        Command command;
-        command.kind = CommandKind::Upload;
-        command.data = bytesOf(source);
-        ASSERT_EQ(core.handle(command, now), std::optional<std::string>("FF"));
-    }
-    std::vector<DataPacket> runToEnd() {
+    // Uploads the program (blanks ignored) with the uploader's closing FF and runs it to its end.
+    std::vector<DataPacket> run(std::string program) {
+        program.erase(std::remove(program.begin(), program.end(), ' '), program.end());
+        EXPECT_EQ(send("W0000" + program + "FF\n"), std::optional<std::string>("FF"));
+        send("B0000\n");
         core.run(1e9, 10000000);
         EXPECT_FALSE(core.running());
         return core.takePackets();
@@ -91,97 +90,60 @@ struct Harness {
     }
 };
 
-// The set-up every acquisition needs: 90K hop rate, PLL N = 100 loaded, band 0 with all
-// amplifiers on, receivers from `mask`, S-parameter path `path`.
-void tune(ProgramSource& p, std::uint8_t mask, std::uint8_t path, int hop = 0) {
-    p.add<Register>(0x85, hop, "");
-    p.add<Register>(0x9D, 0x02, "");
-    p.add<Register>(0xB4, 0x64, "");
-    p.add<Register>(0x84, 0x01, "");
-    p.add<Register>(0x80, 0x0F, "");
-    p.add<Register>(0xA0, mask, "");
-    p.add<Register>(0x82, path, "");
-}
-
-void point(ProgramSource& p, double f) {
-    const std::uint32_t tx = word(f, 0);
-    const std::uint32_t rx = tx + word(10.7002, 0);
-    p.add<TxDDSRegister>(tx & 0xFF, (tx >> 8) & 0xFF, (tx >> 16) & 0xFF, "");
-    p.add<RxDDSRegister>(rx & 0xFF, (rx >> 8) & 0xFF, (rx >> 16) & 0xFF, "");
-    p.add<FE>("");
-}
-
 std::int16_t sampleAt(const std::vector<std::uint8_t>& datagram, std::size_t offset) {
     return static_cast<std::int16_t>((datagram[offset] << 8) | datagram[offset + 1]);
 }
 
-TEST(SimUnitCore, AnswersTheCommandVocabularyWithTheUnitsTexts) {
+TEST(SimUnitCore, AnswersTheCommandsWithTheUnitsTexts) {
     Harness h;
-    EXPECT_EQ(h.send("Q\n"), std::optional<std::string>("\r\n>"));
-    EXPECT_EQ(h.send("V\n"), std::optional<std::string>("2c"));
-    EXPECT_EQ(h.send("W0123\n"), std::optional<std::string>("\r\n>"));
+    const std::vector<std::pair<std::string, std::optional<std::string>>> exchanges = {
+        {"Q\n", "\r\n>"},
+        {"V\n", "2c"},
+        {"W0123\n", "\r\n>"},
+        {"Z8080\n", "\r\n>"},
+        {"Z80\n", "80\r\n>             "},
+        {"z80\n", "?\r\n>"},
+        {"Q", "?\r\n>"},
+        {"E0001\n", "34"},
+        {"E0005\n", "ff"},
+        {"E00013a\n", "\r\n>"},
+        {"E0001\n", "34"}, // write-protected
+        {"ZB601\n", "\r\n>"},
+        {"E00013A\n", "\r\n>"},
+        {"E0001\n", "34"}, // still programming
+    };
+    for (const auto& [command, reply] : exchanges)
+        EXPECT_EQ(h.send(command), reply) << command;
     EXPECT_EQ(h.core.programCounter(), 0x0123);
-    // Low-power sequence: supplies off, I/O update, and the register read back.
-    EXPECT_EQ(h.send("Z8080\n"), std::optional<std::string>("\r\n>"));
-    EXPECT_EQ(h.send("Z8408\n"), std::optional<std::string>("\r\n>"));
-    EXPECT_EQ(h.send("Z80\n"), std::optional<std::string>("80\r\n>             "));
-    EXPECT_EQ(h.send("Z80\n")->size(), 18u);
-    EXPECT_EQ(h.send("z80\n"), std::optional<std::string>("?\r\n>"));
-    EXPECT_EQ(h.send("Q"), std::optional<std::string>("?\r\n>"));
-    EXPECT_EQ(h.send("B\n"), std::nullopt); // runs; data packets are its only answer
-    EXPECT_EQ(h.errors().size(), 2u);
-}
-
-TEST(SimUnitCore, PromWritesNeedTheEnableAndTheirProgrammingTime) {
-    Harness h;
-    EXPECT_EQ(h.send("E0001\n"), std::optional<std::string>("34"));
-    EXPECT_EQ(h.send("E0005\n"), std::optional<std::string>("ff"));
-    h.send("E00013a\n");
-    EXPECT_EQ(h.send("E0001\n"), std::optional<std::string>("34")) << "write-protected";
-    ASSERT_EQ(h.errors().size(), 1u);
-
-    h.send("ZB601\n");
-    h.send("E00013A\n");
-    EXPECT_EQ(h.send("E0001\n"), std::optional<std::string>("34")) << "still programming";
+    EXPECT_EQ(h.errors().size(), 3u);
     h.now += 0.002;
     EXPECT_EQ(h.send("E0001\n"), std::optional<std::string>("3a"));
-    h.send("ZB600\n");
-    h.send("E0001ff\n");
-    h.now += 0.01;
-    EXPECT_EQ(h.send("E0001\n"), std::optional<std::string>("3a"));
+    EXPECT_EQ(h.send("B\n"), std::nullopt); // runs; data packets are its only answer
 }
 
-TEST(SimUnitCore, SamplesAreTheDutSeenThroughThePathTheRegistersSelect) {
+TEST(SimUnitCore, SamplesAreTheDutOnThePathTheRegistersSelect) {
     Harness h;
-    ProgramSource p;
-    tune(p, 0x0F, 0x30); // all four receivers, port 0 -> port 1
     const std::vector<double> freqs = {1700.0, 1900.0, 2000.0, 2100.0, 3000.0};
+    std::string program = setUp(0x0F, 0x30); // port 0 -> port 1
     for (double f : freqs)
-        point(p, f);
-    p.add<FD>("");
-    p.add<TriggerPacketTx>(true);
-    p.add<FF>("");
-    h.upload(p);
-    h.send("B0000\n");
-    const std::vector<DataPacket> packets = h.runToEnd();
+        program += tuneTo(f) + "FE";
+    const std::vector<DataPacket> packets = h.run(program + "FD 8901");
     ASSERT_EQ(packets.size(), 1u);
     const std::vector<std::uint8_t>& d = packets[0].datagram;
     ASSERT_EQ(d.size(), 4 + freqs.size() * 4 * 4);
     EXPECT_EQ(d[0], 10); // tag A: the unit's address byte
-    EXPECT_EQ(d[1], 1);  // tag B: the trigger's value
+    EXPECT_EQ(d[1], 1);  // tag B: the value written to 0x89
     EXPECT_EQ((d[2] << 8) | d[3], 1);
 
-    const RfModel model(testDut());
     SwitchPath path;
-    path.txPort = 0;
-    path.rxPort = 1;
+    path.txPort = 0, path.rxPort = 1;
+    const RfModel model(testDut());
     for (std::size_t k = 0; k < freqs.size(); ++k) {
-        const double f = wordToMHz(word(freqs[k], 0), 0);
+        const RfState state = RfState::tuned(wordToMHz(word(freqs[k], 0), 0), path);
         for (int r = 0; r < 4; ++r) {
-            const IqSample expected = model.sample(RfState::tuned(f, path), r);
-            const std::size_t at = 4 + (k * 4 + r) * 4;
-            EXPECT_NEAR(sampleAt(d, at), expected.i, 1) << "point " << k << " receiver " << r;
-            EXPECT_NEAR(sampleAt(d, at + 2), expected.q, 1) << "point " << k << " receiver " << r;
+            const IqSample expected = model.sample(state, r);
+            EXPECT_NEAR(sampleAt(d, 4 + (k * 4 + r) * 4), expected.i, 1) << k << " rx " << r;
+            EXPECT_NEAR(sampleAt(d, 6 + (k * 4 + r) * 4), expected.q, 1) << k << " rx " << r;
         }
     }
     // Receiver 0 / receiver 1 is S21 of the filter: large in band, small far out.
@@ -192,64 +154,42 @@ TEST(SimUnitCore, SamplesAreTheDutSeenThroughThePathTheRegistersSelect) {
     };
     EXPECT_GT(ratio(2), 0.9);
     EXPECT_LT(ratio(4), 0.01);
+    EXPECT_TRUE(h.errors().empty());
 }
 
-TEST(SimUnitCore, WrongSynthesiserSettingsShowUpAsWrongData) {
-    Harness h;
-    ProgramSource p;
-    tune(p, 0x03, 0x30);
-    // A correct band-1 point: the output divider halves the VCO, so the word of 2000 MHz in
-    // band 0 gives 1000 MHz in band 1.
-    p.add<Register>(0x80, 0x0E, "band 1");
-    const std::uint32_t tx1 = word(1000.0, 1);
-    const std::uint32_t rx1 = tx1 + word(10.7002, 1);
-    p.add<TxDDSRegister>(tx1 & 0xFF, (tx1 >> 8) & 0xFF, (tx1 >> 16) & 0xFF, "");
-    p.add<RxDDSRegister>(rx1 & 0xFF, (rx1 >> 8) & 0xFF, (rx1 >> 16) & 0xFF, "");
-    p.add<FE>("");
-    // Band-0 words behind band-1 bits: the IF comes out halved and misses the crystal filter.
-    point(p, 2000.0);
-    // Right band, receive DDS 0.2 MHz off: the IF misses the filter too.
-    p.add<Register>(0x80, 0x0F, "band 0");
-    const std::uint32_t tx = word(2000.0, 0);
-    const std::uint32_t rx = tx + word(10.9, 0);
-    p.add<TxDDSRegister>(tx & 0xFF, (tx >> 8) & 0xFF, (tx >> 16) & 0xFF, "");
-    p.add<RxDDSRegister>(rx & 0xFF, (rx >> 8) & 0xFF, (rx >> 16) & 0xFF, "");
-    p.add<FE>("");
-    p.add<TriggerPacketTx>(true);
-    p.add<FF>("");
-    h.upload(p);
-    h.send("B0000\n");
-    const std::vector<DataPacket> packets = h.runToEnd();
-    ASSERT_EQ(packets.size(), 1u);
-    const std::vector<std::uint8_t>& d = packets[0].datagram;
-    ASSERT_EQ(d.size(), 4u + 3 * 8);
-    SwitchPath path;
-    path.txPort = 0, path.rxPort = 1;
-    const RfModel model(testDut());
-    const double f = wordToMHz(tx1, 1);
-    EXPECT_NEAR(f, 1000.0, 0.001);
-    for (int r = 0; r < 2; ++r) {
-        const IqSample expected = model.sample(RfState::tuned(f, path), r);
-        EXPECT_NEAR(sampleAt(d, 4 + 4 * r), expected.i, 1) << r;
-        EXPECT_NEAR(sampleAt(d, 6 + 4 * r), expected.q, 1) << r;
+TEST(SimUnitCore, WrongRegistersGiveWrongData) {
+    struct Case {
+        const char* name;
+        std::string program;
+        bool dark; // nothing received at all
+    };
+    // A right band-1 point: the output divider halves the VCO.
+    const std::string band1 = setUp(0x03) + "800E" + tuneTo(1000.0, 10.7002, 1) + "FE";
+    const std::vector<Case> cases = {
+        {"band 1", band1, false},
+        {"band-0 words behind band-1 bits: the IF misses the crystal filter",
+         setUp(0x03) + "800E" + tuneTo(2000.0) + "FE", true},
+        {"receive DDS 0.2 MHz off", setUp(0x03) + tuneTo(2000.0, 10.9) + "FE", true},
+        {"PLL never loaded", "8500 800F A003 8230" + tuneTo(2000.0) + "FE", true},
+        {"a frequency offset of one count (256 DDS steps, 190 kHz)",
+         setUp(0x03) + "3601 3701" + tuneTo(2000.0) + "FE", true},
+        {"a value the S-parameter board has no path for", setUp(0x03, 0x55) + tuneTo(2000.0) + "FE",
+         true},
+    };
+    for (const Case& c : cases) {
+        Harness h;
+        const std::vector<DataPacket> packets = h.run(c.program + "8901");
+        ASSERT_EQ(packets.size(), 1u) << c.name;
+        const std::vector<std::uint8_t> samples(packets[0].datagram.begin() + 4,
+                                                packets[0].datagram.end());
+        ASSERT_EQ(samples.size(), 8u) << c.name;
+        EXPECT_EQ(samples == std::vector<std::uint8_t>(8, 0), c.dark) << c.name;
     }
-    EXPECT_NE(model.sample(RfState::tuned(f, path), 1), IqSample{});
-    for (std::size_t i = 12; i < d.size(); ++i)
-        EXPECT_EQ(d[i], 0) << "byte " << i;
-
-    Harness unloaded;
-    ProgramSource q;
-    q.add<Register>(0x85, 0, "");
-    q.add<Register>(0x80, 0x0F, "");
-    q.add<Register>(0x82, 0x30, "");
-    point(q, 2000.0);
-    q.add<TriggerPacketTx>(true);
-    q.add<FF>("");
-    unloaded.upload(q);
-    unloaded.send("B0000\n");
-    const std::vector<DataPacket> dark = unloaded.runToEnd();
-    ASSERT_EQ(dark.size(), 1u);
-    EXPECT_EQ(dark[0].datagram, (std::vector<std::uint8_t>{10, 1, 0, 1, 0, 0, 0, 0}));
+    Harness h;
+    h.run(setUp(0x01, 0x55) + tuneTo(2000.0) + "FE FE 8901");
+    const std::vector<std::string> errors = h.errors();
+    ASSERT_EQ(errors.size(), 1u) << "reported once per run";
+    EXPECT_NE(errors[0].find("0x82 = 0x55 selects no path"), std::string::npos) << errors[0];
 }
 
 TEST(SimUnitCore, AuxiliaryBlocksComeFirstAndAnFeAfterARequestTakesTheBlock) {
@@ -257,257 +197,81 @@ TEST(SimUnitCore, AuxiliaryBlocksComeFirstAndAnFeAfterARequestTakesTheBlock) {
     h.core.serial().setInstrument(false);
     h.core.serial().feed({'a', 'b', 'c'});
     h.core.encoders().setRates(1e6, -250.0);
-    ProgramSource p;
-    tune(p, 0x01, 0x30);
-    p.add<Register>(0x84, 0x40, "reset timer");
-    p.add<Register>(0x87, 0x02, "reset encoders");
-    p.add<Register>(0x8E, 6, "serial block of 6: count, 4 data, waiting");
-    p.add<FD>("");
-    p.add<Register>(0x87, 0x08, "serial");
-    p.add<Register>(0x87, 0x01, "encoders");
-    p.add<FE>("");
-    p.add<Register>(0x87, 0x10, "timer");
-    p.add<FE>("");
-    point(p, 2000.0);
-    p.add<TriggerPacketTx>(true);
-    p.add<FF>("");
-    h.upload(p);
-    h.send("B0000\n");
-    const std::vector<DataPacket> packets = h.runToEnd();
+    // Reset timer and encoders, serial block of 6, a point, serial, encoders, timer, a sample.
+    const std::vector<DataPacket> packets = h.run(setUp(0x01) + "8440 8702 8E06 FD 8708 8701 FE" +
+                                                  "8710 FE" + tuneTo(2000.0) + "FE 8901");
     ASSERT_EQ(packets.size(), 1u);
     const std::vector<std::uint8_t>& d = packets[0].datagram;
     ASSERT_EQ(d.size(), 4u + 6 + 4 + 4 + 4);
+    // Count, four data bytes (zero padded), bytes still waiting.
     EXPECT_EQ(std::vector<std::uint8_t>(d.begin() + 4, d.begin() + 10),
               (std::vector<std::uint8_t>{3, 'a', 'b', 'c', 0, 0}));
-    // Encoders read one point (361 / 32 MHz) after their reset.
-    const double point = 361 / 32e6;
-    EXPECT_EQ((d[10] << 8) | d[11], static_cast<int>(std::floor(1e6 * point)));
+    EXPECT_EQ((d[10] << 8) | d[11], static_cast<int>(std::floor(1e6 * kPoint)));
     EXPECT_EQ((d[12] << 8) | d[13], 0xFFFF); // -250 counts/s: one count below zero
     // The timer counts master-clock cycles / 256 since its reset: two points later.
     const std::uint32_t timer = (d[14] << 24) | (d[15] << 16) | (d[16] << 8) | d[17];
     EXPECT_EQ(timer, static_cast<std::uint32_t>(std::floor(2 * 361 / 256.0)));
 }
 
-TEST(SimUnitCore, ProgramTimeFollowsTheHopRateAndTheMillisecondClock) {
+TEST(SimUnitCore, CallsJumpsPacketsAndExternalWritesRunAsTheInstructionSetSays) {
     Harness h;
-    ProgramSource p;
-    tune(p, 0x01, 0x30, 7); // HOP_1K: 29774 cycles per point
-    for (int i = 0; i < 10; ++i)
-        p.add<FD>("");
-    p.add<FC>("");
-    p.add<FF>("");
-    h.upload(p);
-    h.now = 2.0003;
-    h.send("B0000\n");
-    h.core.run(2.0003 + 5 * 29774 / 32e6, 1000000);
-    EXPECT_TRUE(h.core.running()) << "stops when the program time passes the limit";
-    h.runToEnd();
-    // 10 points of 0.93 ms end at 2.0096044; the FC then waits for 2.010.
-    EXPECT_NEAR(h.core.programTime(), 2.010, 1e-9);
-}
-
-TEST(SimUnitCore, CallsReturnAndPacketCountersRunOnUntilReset) {
-    Harness h;
-    ProgramSource p;
-    tune(p, 0x01, 0x30);
-    p.add<Call>("sweep");
-    p.add<Call>("sweep");
-    p.add<Register>(0x87, 0x04, "reset counter");
-    p.add<Call>("sweep");
-    p.add<FF>("");
-    p.add<Label>("sweep");
-    point(p, 2000.0);
-    p.add<TriggerPacketTx>(false);
-    p.add<Return>();
-    h.upload(p);
-    h.send("B0000\n");
-    const std::vector<DataPacket> packets = h.runToEnd();
+    // 0000 set-up (14 bytes); 000e call 0025, call 0025, reset counter, external 07 = 08,
+    // call 0025, end; 0021 a label's marker; 0025 one sample, break packet, return.
+    const std::string table = "9000 9325 9000 9325 8704 9707 9808 9000 9325 FF";
+    const std::vector<DataPacket> packets = h.run(setUp(0x01) + table + "FFFFFFFF FE 8900 95FF");
     ASSERT_EQ(packets.size(), 3u);
     EXPECT_EQ(packets[0].counter, 1);
     EXPECT_EQ(packets[1].counter, 2);
     EXPECT_EQ(packets[2].counter, 1);
     EXPECT_EQ(packets[2].tagB, 0);
+    EXPECT_EQ(h.core.externalReg(7), 8);
     EXPECT_TRUE(h.errors().empty());
-}
 
-TEST(SimUnitCore, ABeginWhileRunningWaitsForTheRunningProgramsEnd) {
-    Harness h;
-    // 0000: hop 90K, two points, end;  0005: a packet tagged 7, end.
-    ASSERT_EQ(h.send("W00008500FDFDFF8907FF\n"), std::optional<std::string>("FF"));
-    const double point = 361 / 32e6;
-    h.send("B0000\n");
-    h.core.run(h.now + point / 2, 100);
-    ASSERT_TRUE(h.core.running());
-    EXPECT_EQ(h.send("B0005\n"), std::nullopt);
-    const std::vector<DataPacket> packets = h.runToEnd();
-    ASSERT_EQ(packets.size(), 1u);
-    EXPECT_EQ(packets[0].tagB, 7);
-    EXPECT_NEAR(packets[0].programSeconds, h.now + 2 * point, 1e-12);
-
-    // A halt forgets a deferred begin.
-    h.now += 1.0;
-    h.send("B0000\n");
-    h.core.run(h.now, 100);
-    h.send("B0005\n");
-    h.send("Q\n");
-    h.core.run(1e9, 1000);
-    EXPECT_TRUE(h.core.takePackets().empty());
-    EXPECT_TRUE(h.errors().empty());
+    // A free-running loop: 000e jump 0013; 0013 sample, packet, jump back to 0013.
+    Harness loop;
+    std::string program = setUp(0x01) + "9000 9113 FF FE 8901 9000 9113 FF";
+    program.erase(std::remove(program.begin(), program.end(), ' '), program.end());
+    loop.send("W0000" + program + "\n");
+    loop.send("B0000\n");
+    loop.core.run(1e9, 5000);
+    EXPECT_TRUE(loop.core.running());
+    EXPECT_GT(loop.core.takePackets().size(), 100u);
+    // A begin while running waits for the program's end; a halt ends it and forgets the begin.
+    EXPECT_EQ(loop.send("B0000\n"), std::nullopt);
+    EXPECT_EQ(loop.send("Q\n"), std::optional<std::string>("\r\n>"));
+    loop.core.run(1e9, 5000);
+    EXPECT_FALSE(loop.core.running());
+    EXPECT_TRUE(loop.core.takePackets().empty());
+    EXPECT_TRUE(loop.errors().empty());
 }
 
 TEST(SimUnitCore, MalformedProgramsStopWithAReasonAndTheUnitStaysUsable) {
-    struct Case {
-        const char* name;
-        std::string hex;
-        const char* reason;
+    const std::vector<std::pair<std::string, const char*>> cases = {
+        {"8500 90709100FF", "jump to 0x7000 outside"},
+        {"8500 90209300", "call to 0x2000 outside"},
+        {"8500 95FF", "return with an empty call stack"},
+        {"8500 90009102FF", "runaway program"},
+        {"8500 FD", "without an end"},
+        {"85ee FD", "hop rate register"},
+        {"8500 90009302", "overflows the 32-deep call stack"},
+        {"8500 9000910500 FF", "jump without its closing FF"},
+        {"8500 9105 FF", "low byte without its high byte"},
+        {"8500 9808 FF", "external value without its register"},
+        {"8500 84", "ends inside an instruction"},
     };
-    const std::vector<Case> cases = {
-        {"jump outside",
-         "8500"
-         "90709100FF",
-         "jump to 0x7000 outside"},
-        {"call outside",
-         "8500"
-         "90209300",
-         "call to 0x2000 outside"},
-        {"empty return",
-         "8500"
-         "95FF",
-         "return with an empty call stack"},
-        {"runaway",
-         "8500"
-         "90009102FF",
-         "runaway program"},
-        {"no end",
-         "8500"
-         "FD",
-         "without an end"},
-        {"bad hop rate",
-         "85ee"
-         "FD",
-         "hop rate register"},
-        {"recursion",
-         "8500"
-         "90009302",
-         "overflows the 32-deep call stack"},
-    };
-    for (const Case& c : cases) {
+    for (const auto& [program, reason] : cases) {
         Harness h;
-        ASSERT_EQ(h.send("W0000" + c.hex + "\n"),
-                  std::optional<std::string>(c.hex.substr(c.hex.size() - 2)));
+        std::string text = program;
+        text.erase(std::remove(text.begin(), text.end(), ' '), text.end());
+        h.send("W0000" + text + "\n");
         h.send("B0000\n");
-        h.runToEnd();
+        h.core.run(1e9, 10000000);
         const std::vector<std::string> errors = h.errors();
-        ASSERT_EQ(errors.size(), 1u) << c.name;
-        EXPECT_NE(errors[0].find(c.reason), std::string::npos) << c.name << ": " << errors[0];
-        EXPECT_EQ(h.send("Q\n"), std::optional<std::string>("\r\n>")) << c.name;
-    }
-}
-
-TEST(SimUnitCore, AFreeRunningProgramStreamsUntilHalted) {
-    Harness h;
-    ProgramSource p;
-    tune(p, 0x01, 0x30);
-    p.add<Jump>("loop"); // a label's marker bytes would end the program
-    p.add<Label>("loop");
-    point(p, 2000.0);
-    p.add<TriggerPacketTx>(true);
-    p.add<Jump>("loop");
-    h.upload(p);
-    h.send("B0000\n");
-    h.core.run(1e9, 5000);
-    EXPECT_TRUE(h.core.running());
-    EXPECT_GT(h.core.takePackets().size(), 100u);
-    EXPECT_EQ(h.send("Q\n"), std::optional<std::string>("\r\n>"));
-    EXPECT_FALSE(h.core.running());
-    h.core.run(1e9, 5000);
-    EXPECT_TRUE(h.core.takePackets().empty());
-}
-
-TEST(SimUnitCore, AFrequencyOffsetMovesTheReceiverOffItsIf) {
-    Harness h;
-    ProgramSource p;
-    tune(p, 0x03, 0x30);
-    p.add<Register>(0x36, 0x01, "one count: 256 DDS steps");
-    p.add<Register>(0x37, 0x01, "offset on");
-    point(p, 2000.0);
-    p.add<TriggerPacketTx>(true);
-    p.add<FF>("");
-    h.upload(p);
-    h.send("B0000\n");
-    const std::vector<DataPacket> packets = h.runToEnd();
-    ASSERT_EQ(packets.size(), 1u);
-    // 256 steps of 0.745 kHz: 190 kHz off a 15 kHz wide crystal filter.
-    const double step = kRef * kDivide / 16777216.0;
-    EXPECT_NEAR(h.core.receiverOffsetMHz(2000.0), 256 * step, 1e-12);
-    EXPECT_NEAR(h.core.receiverOffsetMHz(250.0), 256 * step / 8, 1e-12);
-    const RfState state = h.core.rfState();
-    EXPECT_NEAR(state.rxFrequencyMHz - state.txFrequencyMHz, 10.7002 + 256 * step, step);
-    EXPECT_EQ(packets[0].datagram,
-              (std::vector<std::uint8_t>{10, 1, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
-}
-
-TEST(SimUnitCore, RandomProgramsNeverHarmTheUnit) {
-    std::mt19937 random(7);
-    int timed = 0;
-    for (int trial = 0; trial < 300; ++trial) {
-        Harness h;
-        Command upload;
-        upload.kind = CommandKind::Upload;
-        upload.address = static_cast<std::uint16_t>(random() % 64);
-        upload.data.resize(1 + random() % 400);
-        for (auto& byte : upload.data) {
-            // Mostly the unit's own vocabulary, so that programs get somewhere.
-            static const std::uint8_t common[] = {0x85, 0x00, 0xFD, 0xFE, 0xFF, 0x89, 0x90,
-                                                  0x91, 0x93, 0x95, 0x87, 0x8E, 0xFC, 0xA0};
-            byte = random() % 3 ? common[random() % sizeof common]
-                                : static_cast<std::uint8_t>(random());
-        }
-        ASSERT_TRUE(h.core.handle(upload, h.now).has_value());
-        char begin[16];
-        std::snprintf(begin, sizeof begin, "B%04x\n",
-                      static_cast<unsigned>(random() % (upload.address + upload.data.size())));
-        h.send(begin);
-        h.core.run(h.now + 0.5, 3000000);
-        timed += h.core.programTime() > h.now;
-        h.core.takePackets();
-        h.core.takeEvents();
-        EXPECT_EQ(h.send("Q\n"), std::optional<std::string>("\r\n>")) << trial;
+        ASSERT_EQ(errors.size(), 1u) << program;
+        EXPECT_NE(errors[0].find(reason), std::string::npos) << program << ": " << errors[0];
+        EXPECT_EQ(h.send("Q\n"), std::optional<std::string>("\r\n>")) << program;
         EXPECT_FALSE(h.core.running());
     }
-    EXPECT_GT(timed, 30) << "enough programs got as far as a timed instruction";
-}
-
-TEST(SimUnitCore, TheAttenuatorLatchesOnTheIoUpdateAndOnlyHitsTheTestPorts) {
-    Harness h;
-    ProgramSource p;
-    tune(p, 0x03, 0x30);
-    p.add<Register>(0x82, 0x62, "5 dB, set");
-    p.add<Register>(0x84, 0x08, "");
-    p.add<Register>(0x82, 0x72, "5 dB, latch");
-    p.add<Register>(0x84, 0x08, "");
-    p.add<Register>(0x82, 0x30, "path");
-    p.add<Register>(0x81, 0x02, "6 dB gain");
-    point(p, 2000.0);
-    p.add<TriggerPacketTx>(true);
-    p.add<FF>("");
-    h.upload(p);
-    h.send("B0000\n");
-    const std::vector<DataPacket> packets = h.runToEnd();
-    ASSERT_EQ(packets.size(), 1u);
-    EXPECT_EQ(h.core.attenuatorDb(), 5);
-    const std::vector<std::uint8_t>& d = packets[0].datagram;
-    const double f = wordToMHz(word(2000.0, 0), 0);
-    SwitchPath path;
-    path.txPort = 0, path.rxPort = 1;
-    RfState state = RfState::tuned(f, path);
-    const RfModel model(testDut());
-    const std::complex<double> plain = model.wave(state, 1);
-    const std::complex<double> r1(sampleAt(d, 8), sampleAt(d, 10));
-    EXPECT_NEAR(std::abs(r1) / std::abs(plain), std::pow(10.0, 6.0 / 20), 0.01);
-    const std::complex<double> r0(sampleAt(d, 4), sampleAt(d, 6));
-    EXPECT_NEAR(std::abs(r0 / r1),
-                std::abs(model.wave(state, 0) / plain) * std::pow(10.0, -5.0 / 20), 0.01);
 }
 
 } // namespace

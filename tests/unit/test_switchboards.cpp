@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "prom/prom_parameters.h"
 #include "switchboard/path_to_switch_control.h"
 #include "switchboard/switchboards.h"

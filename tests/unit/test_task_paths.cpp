@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "switchboard/switchboards.h"
 #include "task/path_exceptions.h"
 #include "task/tarn_task.h"

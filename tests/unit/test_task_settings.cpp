@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "interface/exceptions.h"
+#include "core/exceptions.h"
 #include "task/tarn_task.h"
 #include "task_test_access.h"
 
