@@ -34,7 +34,9 @@ sockaddr_in socketAddress(const std::string& address, uint16_t port) {
 // between arrivals do not depend on when the unit's thread got to run.
 Clock::time_point arrivalTime(msghdr& message) {
     const cmsghdr* header = CMSG_FIRSTHDR(&message);
-    if (header == nullptr || header->cmsg_type != SCM_TIMESTAMPNS)
+    // A stamp of another size (an emulator passing the host's layout through) is not read.
+    if (header == nullptr || header->cmsg_type != SCM_TIMESTAMPNS ||
+        header->cmsg_len != CMSG_LEN(sizeof(timespec)))
         return Clock::now();
     timespec stamp{};
     std::memcpy(&stamp, CMSG_DATA(header), sizeof stamp);
