@@ -26,3 +26,28 @@ install(FILES ${PROJECT_BINARY_DIR}/tarndllConfig.cmake
 file(RELATIVE_PATH TARN_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tarndll.pc.in ${PROJECT_BINARY_DIR}/tarndll.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tarndll.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# libtarnvna and tarnctl: the companion library with its own header, pkg-config file and CMake
+# package (find_package(tarnvna) -> tarnvna::tarnvna), and the command-line tool.
+if(TARGET tarnvna)
+    install(TARGETS tarnvna EXPORT tarnvnaTargets
+            LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+            RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES ${PROJECT_SOURCE_DIR}/vna/include/tarnvna.h
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+    install(EXPORT tarnvnaTargets NAMESPACE tarnvna::
+            DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnvna)
+    configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/tarnvnaConfig.cmake.in
+        ${PROJECT_BINARY_DIR}/tarnvnaConfig.cmake
+        INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnvna)
+    write_basic_package_version_file(${PROJECT_BINARY_DIR}/tarnvnaConfigVersion.cmake
+        COMPATIBILITY SameMajorVersion)
+    install(FILES ${PROJECT_BINARY_DIR}/tarnvnaConfig.cmake
+                  ${PROJECT_BINARY_DIR}/tarnvnaConfigVersion.cmake
+            DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnvna)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/tarnvna.pc.in ${PROJECT_BINARY_DIR}/tarnvna.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/tarnvna.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
+if(TARGET tarnctl)
+    install(TARGETS tarnctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()

@@ -15,9 +15,9 @@ if(TARGET tarn_sim)
 endif()
 # Tests run other programs of the build through the emulator when cross-compiling.
 string(JOIN " " TARN_EMULATOR ${CMAKE_CROSSCOMPILING_EMULATOR})
-if(TARGET tarn-sweep)
-    string(STRIP "${TARN_EMULATOR} $<TARGET_FILE:tarn-sweep>" sweep_tool)
-    target_compile_definitions(tarn_testsupport PUBLIC TARN_SWEEP_TOOL="${sweep_tool}")
+if(TARGET tarnctl)
+    string(STRIP "${TARN_EMULATOR} $<TARGET_FILE:tarnctl>" tarnctl_tool)
+    target_compile_definitions(tarn_testsupport PUBLIC TARNCTL_TOOL="${tarnctl_tool}")
 endif()
 target_compile_definitions(tarn_testsupport PUBLIC
     TARN_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
@@ -30,6 +30,11 @@ foreach(source ${TARN_UNIT_TESTS})
     add_executable(${name} ${source})
     target_link_libraries(${name} PRIVATE tarn_testsupport GTest::gtest_main ${CMAKE_DL_LIBS})
     add_dependencies(${name} tarndll)
+    if(name MATCHES "^test_vna" AND TARGET tarnvna)
+        target_link_libraries(${name} PRIVATE tarnvna)
+        target_compile_definitions(${name} PRIVATE
+            TARNVNA_SHARED_LIBRARY="$<TARGET_FILE:tarnvna>")
+    endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit)
 endforeach()
 

@@ -216,50 +216,72 @@ typedef struct tarn_sweep_data_t {
     unsigned int sweepTimer;      /* raw count, master clock / 256 */
     unsigned int reserved;        /* never written */
     double timestamp;             /* seconds since the sweep timer started */
-    int tagB;
-    int packetCounter;
-    int frameNumber;
+    int tagB;                     /* tag B of the path's first data packet */
+    int packetCounter;            /* counter of the path's first data packet */
+    int frameNumber;              /* (packetCounter - 1) / paths + 1: packets per path */
 } tarn_sweep_data_t;
 
 /* Progress of the PROM download in initialize: percent done and the caller's pointer; return
  * false to cancel. */
 typedef bool (*tarn_progress_fn)(int percent, void* user);
 
-/* Every function below takes the handle first and returns its "null result" when the handle,
- * or the task inside it, is null. Results are Err_Code values unless stated; the null result is
- * -1 unless stated. */
+/* Rules for every function below:
+ * - The handle comes first. When it, or the task inside it, is null, nothing happens and the
+ *   function returns its "null result": -1 (ERR_BAD_HANDLE) unless stated.
+ * - Results are Err_Code values unless stated. ERR_WRONG_STATE: the task's state does not allow
+ *   the call; settings change only in TASK_UNINITIALIZED or TASK_STOPPED.
+ * - Out-pointers belong to the caller and are written only on success. A null out-pointer gives
+ *   ERR_BYTES ("a caller buffer missing") and writes nothing; a null handle still gives the
+ *   null result first.
+ * - Nothing the library returns is to be freed by the caller; returned texts and arrays stay
+ *   valid as stated per function.
+ * - C++ exceptions leave only where stated ("Throws"); a C caller must not let them happen (keep
+ *   the values in range), since they cannot pass through C frames. */
 
 /* "ORVEK tarndll 2.12, libtarn 1.8, libbytecode 2.10": static text, never free it. */
 TARN_API extern const char* const version;
-/* Returns the `version` pointer itself. */
+/* Returns the `version` pointer itself (static lifetime). */
 TARN_API const char* versionString(void);
 
 /* ---- Lifecycle ---- */
 
-/* New task, TASK_UNINITIALIZED with the defaults; null when memory runs out. */
+/* New task, TASK_UNINITIALIZED with the defaults; null when memory runs out. Release it with
+ * deleteTask. */
 TARN_API task_t* createTask(void);
-/* New task with all defaults that shares the other task's UDP endpoint (unit arrays). The
- * argument is not checked for null. */
+/* New task with all defaults that shares the other task's UDP endpoint (unit arrays); address,
+ * port and settings must be set on it as on any new task. Null when `other` or its task is
+ * null. Release it with deleteTask; the endpoint lives until its last task is deleted. */
 TARN_API task_t* createSharedTask(task_t* other);
-/* Releases the task and the handle; sends nothing to the unit. Null is ignored. */
+/* Releases the task and the handle (the handle is invalid afterwards); sends nothing to the
+ * unit. Null is ignored. */
 TARN_API void deleteTask(task_t* task);
 
 /* ---- Connection and state ---- */
 
 /* Binds the task's endpoint, finds the unit, downloads and validates its PROM:
- * TASK_UNINITIALIZED -> TASK_STOPPED. progress may be null. ERR_WRONG_STATE, ERR_MISSING_IP,
- * ERR_MISSING_PORT, ERR_SOCKET, ERR_NO_RESPONSE, ERR_EMPTY_PROM, ERR_BAD_PROM. */
+ * TASK_UNINITIALIZED -> TASK_STOPPED. `progress` may be null; it gets the percentage after
+ * each PROM byte and `user`, and returning false cancels the download at once with
+ * ERR_INTERRUPTED (the task keeps its earlier unit description, no closing 100).
+ * ERR_WRONG_STATE, ERR_MISSING_IP, ERR_MISSING_PORT, ERR_SOCKET, ERR_NO_RESPONSE, ERR_BYTES,
+ * ERR_EMPTY_PROM, ERR_BAD_PROM, ERR_INTERRUPTED. */
 TARN_API int initialize(task_t* task, tarn_progress_fn progress, void* user);
 /* Generates, uploads and starts the measurement program: TASK_STOPPED -> TASK_STARTED.
- * ERR_WRONG_STATE, ERR_MISSING_HOP, ERR_MISSING_FREQS, ERR_PROG_OVERFLOW, ERR_NO_RESPONSE. */
+ * ERR_WRONG_STATE, ERR_MISSING_HOP, ERR_MISSING_FREQS, ERR_MISSING_IP, ERR_TOO_MANY_POINTS (a
+ * serial buffer of 254 bytes: the unit's block register holds S + 2 in one byte, so at most
+ * 253 can be measured), ERR_PROG_OVERFLOW, ERR_SOCKET, ERR_NO_RESPONSE, ERR_BYTES. Throws
+ * std::runtime_error for a hop rate or sync-pulse mode outside its enumeration, and for a
+ * frequency whose band the control-register builder cannot express (the task stays
+ * TASK_STOPPED). */
 TARN_API int start(task_t* task);
 /* Halts the unit; the task is TASK_STOPPED even when the unit does not answer
- * (ERR_NO_RESPONSE). */
+ * (ERR_NO_RESPONSE). ERR_WRONG_STATE unless started or running. The last sweep's results stay
+ * readable. */
 TARN_API int stop(task_t* task);
-/* The unit's IPv4 address; the text is copied. Returns the task to TASK_UNINITIALIZED. */
+/* The unit's IPv4 address; the text is copied. Returns the task to TASK_UNINITIALIZED.
+ * ERR_WRONG_STATE, ERR_MISSING_IP (null text). */
 TARN_API int setIPAddress(task_t* task, const char* address);
 /* UDP port 1024..1279 (ERR_BAD_IP_PORT otherwise), used locally and on the unit. Returns the
- * task to TASK_UNINITIALIZED. */
+ * task to TASK_UNINITIALIZED. ERR_WRONG_STATE. */
 TARN_API int setIPPort(task_t* task, int port);
 /* Reply time-out in milliseconds (default 100); allowed in every state. */
 TARN_API int setTimeout(task_t* task, unsigned int milliseconds);
@@ -267,109 +289,154 @@ TARN_API int setTimeout(task_t* task, unsigned int milliseconds);
 TARN_API int getState(task_t* task);
 /* Milliseconds; 0 for a null handle. */
 TARN_API unsigned int getTimeout(task_t* task);
-/* The task's own copy (do not free); null when unset or for a null handle. */
+/* The task's own copy, valid until the next setIPAddress or deleteTask (do not free); null
+ * when unset or for a null handle. */
 TARN_API const char* getIPAddress(task_t* task);
 /* 0 for a null handle. */
 TARN_API int getIPPort(task_t* task);
-/* Sends the halt command up to `attempts` times until the unit answers with its prompt. */
+/* Sends the halt command up to `attempts` times until the unit answers with its prompt; any
+ * state (it halts a running program). ERR_MISSING_IP, ERR_MISSING_PORT, ERR_SOCKET,
+ * ERR_NO_RESPONSE. */
 TARN_API int utilPingUnit(task_t* task, int attempts);
 /* Three direct register commands that put the unit into its low-power state; allowed in
- * TASK_STOPPED and TASK_STARTED. ERR_BYTES when the unit's read-back is not exact. */
+ * TASK_STOPPED and TASK_STARTED (ERR_WRONG_STATE otherwise). ERR_BYTES when the unit's
+ * read-back is not exact. */
 TARN_API int utilEnterLowPowerState(task_t* task);
-/* The unit's description; all zero before initialize. With a null handle only the first
- * thirteen fields are written (zero). Throws Orvek::InvalidPromException (a
+/* The unit's description, by value; all zero before initialize. With a null handle only the
+ * first thirteen fields are written (zero). Throws Orvek::InvalidPromException (a
  * std::runtime_error) when the unit's PROM names an unknown switch-board type. */
 TARN_API tarn_hardware_details_t getHardwareDetails(task_t* task);
 
 /* ---- Sweep setup ---- */
 
+/* Stored as given; a value outside Hop_Rate makes start() throw. ERR_WRONG_STATE. */
 TARN_API int setHopRate(task_t* task, TARN_ENUM(Hop_Rate) rate);
 /* HOP_UNDEFINED for a null handle. */
 TARN_API TARN_ENUM(Hop_Rate) getHopRate(task_t* task);
 /* Frequencies in MHz, each snapped to the nearest one the synthesiser makes exactly.
- * TASK_STOPPED only. ERR_TOO_MANY_POINTS, ERR_FREQ_OUT_OF_BOUNDS; the old list stays on
- * failure. */
+ * TASK_STOPPED only (ERR_WRONG_STATE). ERR_TOO_MANY_POINTS, ERR_FREQ_OUT_OF_BOUNDS,
+ * ERR_MISSING_FREQS (null array with a count); the old list stays on failure. A new list
+ * clears the sweep results. */
 TARN_API int setFrequencies(task_t* task, const double* frequencies, unsigned int count);
 /* 0 for a null handle. */
 TARN_API int getNumberOfFrequencies(task_t* task);
-/* Copies all N stored frequencies (MHz) into `out`, which must hold N doubles; returns
- * ERR_TOO_MANY_POINTS without writing when N < n. */
+/* Copies all N stored frequencies (MHz) into `out`, which must hold N doubles (n is the count
+ * the caller expects); ERR_TOO_MANY_POINTS without writing when N < n. */
 TARN_API int getFrequencies(task_t* task, double* out, int n);
-/* Snaps *frequency (MHz) in place to the nearest synthesisable frequency. */
+/* Snaps *frequency (MHz) in place to the nearest synthesisable frequency. Not in
+ * TASK_UNINITIALIZED (ERR_WRONG_STATE). ERR_FREQ_OUT_OF_BOUNDS (unchanged). */
 TARN_API int utilNearestLegalFreq(task_t* task, double* frequency);
-/* Adjusts the ends of a linear sweep (MHz) so that ends and step are whole synthesiser
- * steps. */
+/* Adjusts the ends of a linear sweep (MHz) so that ends and step are whole synthesiser steps.
+ * Not in TASK_UNINITIALIZED. ERR_FREQ_OUT_OF_BOUNDS, ERR_TOO_MANY_POINTS. */
 TARN_API int utilFixLinearSweepLimits(task_t* task, double* startMHz, double* stopMHz,
                                       unsigned int points);
-/* Sets a linear sweep from start to stop (MHz, downwards when start > stop). A count of 0 or
- * 1 changes nothing. */
+/* Sets a linear sweep from start to stop (MHz, downwards when start > stop); TASK_STOPPED
+ * only. A count of 0 or 1 changes nothing. Codes as setFrequencies. */
 TARN_API int utilGenerateLinearSweep(task_t* task, double startMHz, double stopMHz,
                                      unsigned int points);
-/* Seconds per frame of the started program; -1.0 otherwise or for a null handle. */
+/* Seconds per frame (all paths of one sweep) of the started program; -1.0 when not started or
+ * for a null handle. */
 TARN_API double getPreciseTimePerFrame(task_t* task);
-/* A band (MHz, both ends inclusive) the transmitter skips. TASK_STOPPED only. */
+/* A band (MHz, both ends inclusive) in which the transmitter is off while the points are
+ * still stepped through. TASK_STOPPED only. ERR_INVALID_PARAMETER unless 0 < low < high. */
 TARN_API int addExclusionBand(task_t* task, double lowMHz, double highMHz);
+/* TASK_STOPPED only. */
 TARN_API int clearExclusionBands(task_t* task);
+/* TASK_STOPPED only. */
 TARN_API int getExclusionBandCount(task_t* task, int* count);
-/* -32 when index is out of range. */
+/* TASK_STOPPED only; -32 when index is out of range. */
 TARN_API int getExclusionBand(task_t* task, int index, double* lowMHz, double* highMHz);
-/* PROG_SYNC or PROG_ASYNC (ERR_WRONG_PROGRAM_TYPE otherwise). Null result: 0. */
+/* PROG_SYNC or PROG_ASYNC (ERR_WRONG_PROGRAM_TYPE otherwise). ERR_WRONG_STATE. Null result:
+ * 0. */
 TARN_API int setMeasurementType(task_t* task, TARN_ENUM(Program_Type) type);
 /* PROG_SYNC for a null handle. */
 TARN_API TARN_ENUM(Program_Type) getMeasurementType(task_t* task);
+/* Stored as given; a value outside Sync_Pulse_Mode makes start() throw. ERR_WRONG_STATE.
+ * Null result ERR_BAD_HANDLE. */
 TARN_API int setSyncPulseMode(task_t* task, TARN_ENUM(Sync_Pulse_Mode) mode);
+/* Null result ERR_BAD_HANDLE. */
 TARN_API int getSyncPulseMode(task_t* task, TARN_ENUM(Sync_Pulse_Mode) * mode);
 
-/* ---- Paths and measurement (null result ERR_BAD_HANDLE) ---- */
+/* ---- Paths and measurement (null result ERR_BAD_HANDLE unless stated) ---- */
 
-/* Adds a (transmit, receive) combination; sweeps measure paths in the order added.
- * ERR_WRONG_STATE, ERR_BAD_PATH, ERR_PATH_ALREADY_MEASURED, ERR_FEATURE_NOT_PRESENT, -31 (the
- * unit's switch-board description cannot serve it). */
+/* Adds a (transmit, receive) combination; sweeps measure paths in the order added. Changing
+ * the list clears the sweep results. ERR_WRONG_STATE, ERR_BAD_PATH, ERR_PATH_ALREADY_MEASURED,
+ * ERR_FEATURE_NOT_PRESENT, -31 (the unit's switch-board description cannot serve it); each
+ * refused path also writes a line to standard error. */
 TARN_API int addPathToMeasure(task_t* task, TARN_ENUM(Transmit_Path) tx,
                               TARN_ENUM(Receive_Path) rx);
-/* Sets *tx and *rx to -1 first (even for a null handle) and leaves them there. -32 when the
- * index is beyond the list; an index equal to the count throws std::out_of_range (C++). */
+/* Sets the non-null ones of *tx and *rx to -1 first (even for a null handle) and leaves them
+ * there. ERR_WRONG_STATE, -32 when the index is beyond the list. Throws std::out_of_range for
+ * an index equal to the count. */
 TARN_API int getPathAtIndex(task_t* task, int index, TARN_ENUM(Transmit_Path) * tx,
                             TARN_ENUM(Receive_Path) * rx);
+/* Not while started or running (ERR_WRONG_STATE). */
 TARN_API int getMeasuredPathCount(task_t* task, int* count);
+/* Not while started or running; clears the sweep results. */
 TARN_API int clearMeasuredPaths(task_t* task);
 /* One sweep (PROG_SYNC, TASK_STARTED) or the next free-running sweep (PROG_ASYNC,
- * TASK_RUNNING). ERR_NO_PATHS_MEASURED, ERR_NO_RESPONSE, ERR_BYTES, ERR_INTERRUPTED. */
+ * TASK_RUNNING). Every packet is checked against the program (counters, tags, path order)
+ * before it is decoded: a sweep that is not whole fails and leaves no results.
+ * ERR_WRONG_STATE, ERR_WRONG_PROGRAM_TYPE, ERR_NO_PATHS_MEASURED, ERR_NO_RESPONSE (the unit
+ * fell silent), ERR_BYTES (a packet lost, cut or out of place), ERR_INTERRUPTED, ERR_SOCKET.
+ * After a failure the next call recovers by itself: it halts and re-points the unit (free
+ * running: skips to the next whole sweep), and after a silence it uploads and starts the
+ * program again, since the unit may have restarted. */
 TARN_API int measure(task_t* task);
-/* PROG_ASYNC: starts free-running sweeps, TASK_STARTED -> TASK_RUNNING. */
+/* PROG_ASYNC only (ERR_WRONG_PROGRAM_TYPE): starts free-running sweeps, TASK_STARTED ->
+ * TASK_RUNNING. ERR_WRONG_STATE, ERR_SOCKET. */
 TARN_API int beginAsync(task_t* task);
-/* Halts free-running sweeps; check getState: the task stays TASK_RUNNING if the unit did not
- * answer. */
+/* Halts free-running sweeps and returns the result of re-pointing the program; check
+ * getState: the task stays TASK_RUNNING if the unit did not answer. ERR_WRONG_STATE. */
 TARN_API int haltAsync(task_t* task);
-/* From a second thread: ends a blocked synchronous measure. Null result -1. */
+/* From a second thread: ends a blocked synchronous measure (TASK_STARTED only, else
+ * ERR_WRONG_STATE), which then returns ERR_INTERRUPTED. Null result -1. */
 TARN_API int interruptMeasurement(task_t* task);
-/* Copies the last sweep of one path into the caller's buffers (see tarn_sweep_data_t).
- * ERR_NO_PATHS_MEASURED, ERR_BAD_PATH, ERR_PATH_HAS_NO_DATA, ERR_BYTES (a buffer missing). */
+/* Copies the last sweep of one path into the caller's buffers (see tarn_sweep_data_t); any
+ * state. frameNumber is (packetCounter - 1) / number of paths + 1: with several packets per
+ * path it counts packets per path, not sweeps. ERR_NO_PATHS_MEASURED, ERR_BAD_PATH,
+ * ERR_PATH_HAS_NO_DATA (no sweep since the paths, frequencies or receivers changed, or the
+ * last one failed), ERR_BYTES (the record or a receiver's array missing; what was copied
+ * before stays), ERR_FEATURE_NOT_PRESENT, -31. */
 TARN_API int extractSweepData(task_t* task, tarn_sweep_data_t* data, TARN_ENUM(Transmit_Path) tx,
                               TARN_ENUM(Receive_Path) rx);
 
-/* ---- Optional features ---- */
+/* ---- Optional features (null result ERR_BAD_HANDLE unless stated) ---- */
 
-/* Enables the shaft encoders (their count resets at start). Null result: 0. */
+/* Enables the shaft encoders (their count resets at start). ERR_WRONG_STATE,
+ * ERR_FEATURE_NOT_PRESENT. Null result: 0. */
 TARN_API int setShaftEncoderFeature(task_t* task, bool enable);
+/* Whether the unit has shaft encoders. */
 TARN_API int isShaftEncoderPresent(task_t* task, bool* present);
-/* Serial bytes returned with each sweep, buffer at most 254 bytes. Null result: 0. */
+/* Serial bytes returned with each sweep. ERR_WRONG_STATE, ERR_FEATURE_NOT_PRESENT,
+ * ERR_TOO_MANY_POINTS above 254 bytes (checked also when disabling); 254 is accepted here but
+ * refused by start(), so use at most 253. Null result: 0. */
 TARN_API int setSerialPortFeature(task_t* task, bool enable, unsigned int bufferSize);
+/* Whether the unit has a serial port. */
 TARN_API int isSerialPortPresent(task_t* task, bool* present);
+/* Whether each sweep carries the unit's sweep timer (timestamp); any state. */
 TARN_API int setSendSweepTimer(task_t* task, bool enable);
 TARN_API int getSendSweepTimer(task_t* task, bool* enabled);
+/* Whether start() resets the unit's packet counter (and with it the frame number); any
+ * state. */
 TARN_API int setResetFrameCounterOnStart(task_t* task, bool enable);
 TARN_API int getResetFrameCounterOnStart(task_t* task, bool* enabled);
-/* Bit mask of receivers 0..3; anything but 1 needs the multiple-receiver feature. */
+/* Bit mask of receivers 0..3; anything but 1 needs the multiple-receiver feature
+ * (ERR_FEATURE_NOT_PRESENT). ERR_WRONG_STATE. Clears the sweep results. */
 TARN_API int setEnabledReceivers(task_t* task, unsigned char mask);
 TARN_API int getEnabledReceivers(task_t* task, unsigned char* mask);
+/* Receivers a sweep carries: the set bits among 0..3, at least 1. */
 TARN_API int getnumberOfEnabledReceivers(task_t* task, int* count);
+/* IF gain, 3 dB per step; TARN_GAIN_USE_DEFAULT programs 0. ERR_WRONG_STATE. */
 TARN_API int setIfGain(task_t* task, TARN_ENUM(Rx_Gain) gain);
+/* Any state. */
 TARN_API int setReceiver12dBPad(task_t* task, bool enable);
 TARN_API int getReceiver12dBPad(task_t* task, bool* enabled);
 /* TDD switch-board timing: five flags (TDD, nulling, slave, power amplifier, LNA; non-zero
  * is on), an extra value (non-zero switches the attenuator bit on), the attenuator value and
- * six timing values (each at most 255). */
+ * six timing values (each at most 255, else ERR_INVALID_PARAMETER). ERR_WRONG_STATE,
+ * ERR_FEATURE_NOT_PRESENT without the TDD board (also when disabling). Null result -1. Throws
+ * Orvek::InvalidPromException when the unit's PROM names an unknown switch-board type. */
 TARN_API int configureTddSettings(task_t* task, bool enable, unsigned char flag1,
                                   unsigned char flag2, unsigned char flag3, unsigned char flag4,
                                   unsigned char flag5, unsigned char extra,
@@ -377,11 +444,15 @@ TARN_API int configureTddSettings(task_t* task, bool enable, unsigned char flag1
                                   unsigned int t3, unsigned int t4, unsigned int t5,
                                   unsigned int t6);
 
-/* ---- Unit arrays (null result -1 if any element is null) ---- */
+/* ---- Unit arrays (null result -1 if any element is null; a null array with a count gives
+ * ERR_BYTES) ---- */
 
-/* Checks that the started tasks deliver sweeps of the same shape. */
+/* Checks that the tasks deliver sweeps of the same shape (paths, points, point times; the
+ * first task's program must be built). ERR_TASK_ARRAY_INVALID with a line on standard error. */
 TARN_API int validateArrayTasks(task_t** tasks, unsigned int count);
-/* Sets every task TASK_RUNNING and broadcasts the begin command to 192.168.1.255 port 1024. */
+/* Sets every task TASK_RUNNING (a task not TASK_STARTED stops the walk with ERR_WRONG_STATE,
+ * the earlier ones stay TASK_RUNNING) and broadcasts the begin command to 192.168.1.255 port
+ * 1024. ERR_TASK_ARRAY_INVALID (empty), ERR_SOCKET. */
 TARN_API int broadcastBeginCommand(task_t** tasks, unsigned int count);
 
 #ifdef __cplusplus
@@ -389,12 +460,14 @@ TARN_API int broadcastBeginCommand(task_t** tasks, unsigned int count);
 
 /* C++-only overloads, exported under their mangled names. */
 
-/* The task's own frequency list (MHz); null for a null handle. */
+/* The task's own frequency list (MHz), valid until the next setFrequencies or deleteTask (do
+ * not free); null for a null handle or before the first list. */
 TARN_API const double* getFrequencies(task_t* task);
 /* Serial-port presence and buffer size (all bits set when the unit has no serial port).
- * Null result: 0. */
+ * Null result: 0; ERR_BYTES when either pointer is null. */
 TARN_API int getSerialPortFeature(task_t* task, bool* present, unsigned int* bufferSize);
-/* Writes the gain; `unused` is never touched and may be null. */
+/* Writes the gain (ERR_BYTES when `gain` is null); `unused` is never touched and may be null.
+ * Null result ERR_BAD_HANDLE. */
 TARN_API int getIfGain(task_t* task, int* gain, bool* unused);
 #endif
 

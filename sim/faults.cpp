@@ -66,9 +66,10 @@ std::string joinNumbers(const std::set<int>& numbers) {
 bool FaultSettings::any() const {
     return dropProbability > 0 || duplicateProbability > 0 || reorderProbability > 0 ||
            truncateProbability > 0 || !dropPackets.empty() || !duplicatePackets.empty() ||
-           !reorderPackets.empty() || !truncatePackets.empty() || replyDelayMs > 0 ||
-           withholdReplyProbability > 0 || withholdReplies > 0 || silent || !answerFrom.empty() ||
-           promWriteAttempts > 1 || promWriteFailProbability > 0;
+           !reorderPackets.empty() || !truncatePackets.empty() || !latePackets.empty() ||
+           restartAfterPacket > 0 || replyDelayMs > 0 || withholdReplyProbability > 0 ||
+           withholdReplies > 0 || silent || !answerFrom.empty() || promWriteAttempts > 1 ||
+           promWriteFailProbability > 0;
 }
 
 FaultSettings FaultSettings::parse(const std::string& text) {
@@ -101,6 +102,10 @@ FaultSettings FaultSettings::parse(const std::string& text) {
             settings.reorderPackets = parseNumbers(key, value);
         else if (key == "truncate-packets")
             settings.truncatePackets = parseNumbers(key, value);
+        else if (key == "late-packets")
+            settings.latePackets = parseNumbers(key, value);
+        else if (key == "restart-after")
+            settings.restartAfterPacket = static_cast<int>(parseCount(key, value, 0));
         else if (key == "truncate-bytes")
             settings.truncateBytes = static_cast<int>(parseCount(key, value, 1));
         else if (key == "delay-ms")
@@ -151,6 +156,9 @@ std::string FaultSettings::describe() const {
     numbers("duplicate-packets", duplicatePackets);
     numbers("reorder-packets", reorderPackets);
     numbers("truncate-packets", truncatePackets);
+    numbers("late-packets", latePackets);
+    if (restartAfterPacket > 0)
+        add("restart-after=" + std::to_string(restartAfterPacket));
     if (truncateProbability > 0 || !truncatePackets.empty())
         add("truncate-bytes=" + std::to_string(truncateBytes));
     if (replyDelayMs > 0)
@@ -182,6 +190,10 @@ std::string PacketFate::text() const {
         add("reordered");
     if (keepBytes)
         add("truncated to " + std::to_string(keepBytes));
+    if (lateCopy)
+        add("late copy");
+    if (restartAfter)
+        add("restart");
     return text;
 }
 
@@ -206,10 +218,12 @@ PacketFate FaultInjector::nextPacket(std::size_t length) {
     const bool reorder = draw(settings_.reorderProbability);
     const bool truncate = draw(settings_.truncateProbability);
     fate.drop = drop || settings_.dropPackets.count(packetNumber_);
+    fate.restartAfter = packetNumber_ == settings_.restartAfterPacket;
     if (fate.drop)
         return fate;
     fate.duplicate = duplicate || settings_.duplicatePackets.count(packetNumber_);
     fate.holdBack = reorder || settings_.reorderPackets.count(packetNumber_);
+    fate.lateCopy = settings_.latePackets.count(packetNumber_) != 0;
     if ((truncate || settings_.truncatePackets.count(packetNumber_)) && length > 1) {
         const std::size_t cut = static_cast<std::size_t>(settings_.truncateBytes);
         fate.keepBytes = cut >= length ? 1 : length - cut;

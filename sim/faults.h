@@ -23,6 +23,11 @@ struct FaultSettings {
     std::set<int> reorderPackets;
     std::set<int> truncatePackets;
     int truncateBytes = 4; // cut from the end of a truncated packet (one byte always stays)
+    // Packets that are sent once more 20 ms later, like a stray copy the network kept back.
+    std::set<int> latePackets;
+    // The unit restarts right after sending this packet (0: never): it forgets its program,
+    // its registers and its packet counter, and what it still had to send is lost.
+    int restartAfterPacket = 0;
 
     // Replies to commands.
     double replyDelayMs = 0.0;
@@ -47,7 +52,8 @@ struct FaultSettings {
     // Text form, comma separated key=value pairs:
     //   drop=P duplicate=P reorder=P truncate=P            probabilities
     //   drop-packets=3/7 duplicate-packets=.. reorder-packets=.. truncate-packets=..
-    //   truncate-bytes=N delay-ms=T withhold=P withhold-next=N silent answer-from=ADDR
+    //   truncate-bytes=N late-packets=.. restart-after=N
+    //   delay-ms=T withhold=P withhold-next=N silent answer-from=ADDR
     //   prom-attempts=N prom-fail=P seed=N                 and "none" for no fault
     // std::invalid_argument with a message for anything else.
     static FaultSettings parse(const std::string& text);
@@ -60,6 +66,8 @@ struct PacketFate {
     bool duplicate = false;
     bool holdBack = false;
     std::size_t keepBytes = 0; // 0: whole packet, else the length it is cut to
+    bool lateCopy = false;
+    bool restartAfter = false;
     std::string text() const;
 };
 

@@ -57,10 +57,22 @@ SimUnit::SimUnit(const UnitConfig& config, std::shared_ptr<LogSink> sink, Clock:
     options.promWriteDelaySeconds = config_.promWriteDelayMs / 1000.0;
     options.noiseCounts = config_.noiseCounts;
     options.noiseSeed = config_.seed;
+    coreOptions_ = std::make_unique<CoreOptions>(options);
     core_ = std::make_unique<UnitCore>(hardware_, image, RfModel(dut), options);
     faults_.configure(config_.faults);
     core_->setFaultInjector(&faults_);
     network_ = std::make_unique<UnitNetwork>(*this);
+}
+
+void SimUnit::restartCore() {
+    const double t = now();
+    core_ = std::make_unique<UnitCore>(hardware_, core_->prom().contents(t),
+                                       RfModel(core_->rf().dut()), *coreOptions_);
+    core_->setFaultInjector(&faults_);
+    LogEntry entry;
+    entry.kind = LogKind::Event;
+    entry.text = "unit restarted: program lost";
+    addLog(entry);
 }
 
 SimUnit::~SimUnit() {

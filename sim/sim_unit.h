@@ -28,6 +28,7 @@ namespace Orvek {
 namespace Sim {
 
 class UnitCore;
+struct CoreOptions;
 class UnitNetwork;
 
 struct UnitConfig {
@@ -139,6 +140,8 @@ private:
     void drainCore(double now);
     void logCoreEvents();
     void addLog(LogEntry entry);
+    // A restart: a new core as at power-up, with the PROM and the DUT kept.
+    void restartCore();
 
     UnitConfig config_;
     UnitHardware hardware_;
@@ -146,6 +149,7 @@ private:
     UnitLog log_;
     FaultInjector faults_;
     std::unique_ptr<UnitCore> core_;
+    std::unique_ptr<CoreOptions> coreOptions_;
     std::unique_ptr<UnitNetwork> network_;
     UnitStatus counters_;
 

@@ -15,6 +15,8 @@ namespace {
 constexpr double kHoldBackSeconds = 0.05;
 // Datagrams sent before the unit looks at its sockets again.
 constexpr int kSendBurst = 256;
+// How much later a late copy of a packet leaves.
+constexpr double kLateCopySeconds = 0.02;
 
 } // namespace
 
@@ -254,6 +256,18 @@ void UnitNetwork::sendPacket(Outgoing outgoing, double now) {
     transmit(outgoing, now, fault);
     if (fate.duplicate)
         transmit(outgoing, now, fault);
+    if (fate.lateCopy) {
+        Outgoing late = outgoing;
+        late.isPacket = false; // sent as it is, without a second fate
+        outbox_.emplace(now + kLateCopySeconds, std::move(late));
+    }
+    if (fate.restartAfter) {
+        for (auto it = outbox_.begin(); it != outbox_.end();)
+            it = it->second.isPacket ? outbox_.erase(it) : std::next(it);
+        heldBack_.reset();
+        unit_.restartCore();
+        return;
+    }
     if (heldBack_) {
         transmit(*heldBack_, now, heldBack_->fault);
         heldBack_.reset();

@@ -9,7 +9,6 @@ namespace {
 
 // The tasks of the caller's array in order, or false at the first null box or task.
 bool collectTasks(task_t** handles, unsigned int count, std::vector<TarnTask*>& tasks) {
-    tasks.reserve(count);
     for (unsigned int i = 0; i < count; ++i) {
         TarnTask* task = Orvek::taskOf(handles[i]);
         if (!task)
@@ -24,11 +23,15 @@ bool collectTasks(task_t** handles, unsigned int count, std::vector<TarnTask*>& 
 extern "C" {
 
 TARN_API int validateArrayTasks(task_t** handles, unsigned int count) {
+    if (!handles && count > 0)
+        return Orvek::ERR_BYTES;
     std::vector<TarnTask*> tasks;
     return collectTasks(handles, count, tasks) ? TarnTask::validateArrayTasks(tasks) : -1;
 }
 
 TARN_API int broadcastBeginCommand(task_t** handles, unsigned int count) {
+    if (!handles && count > 0)
+        return Orvek::ERR_BYTES;
     std::vector<TarnTask*> tasks;
     return collectTasks(handles, count, tasks) ? TarnTask::broadcastBeginCommand(tasks) : -1;
 }

@@ -11,13 +11,16 @@ extern "C" {
 // Null handle reports success (0), like setSerialPortFeature and setMeasurementType.
 TARN_API int setShaftEncoderFeature(task_t* handle, bool enable) {
     TarnTask* task = taskOf(handle);
-    return task ? task->configureShaftEncodersFeature(enable, true) : static_cast<int>(Orvek::TASK_UNINITIALIZED);
+    return task ? task->configureShaftEncodersFeature(enable, true)
+                : static_cast<int>(Orvek::TASK_UNINITIALIZED);
 }
 
 TARN_API int isShaftEncoderPresent(task_t* handle, bool* present) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!present)
+        return Orvek::ERR_BYTES;
     *present = task->getFeaturePresent(Orvek::FEATURE_SHAFT_ENCODER);
     return Orvek::ERR_OK;
 }
@@ -32,6 +35,8 @@ TARN_API int isSerialPortPresent(task_t* handle, bool* present) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!present)
+        return Orvek::ERR_BYTES;
     *present = task->getFeaturePresent(Orvek::FEATURE_SERIAL_PORT);
     return Orvek::ERR_OK;
 }
@@ -45,6 +50,8 @@ TARN_API int getSendSweepTimer(task_t* handle, bool* enabled) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!enabled)
+        return Orvek::ERR_BYTES;
     *enabled = task->getSendSweepTimer();
     return Orvek::ERR_OK;
 }
@@ -58,6 +65,8 @@ TARN_API int getResetFrameCounterOnStart(task_t* handle, bool* enabled) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!enabled)
+        return Orvek::ERR_BYTES;
     *enabled = task->getResetFrameCounterOnStart();
     return Orvek::ERR_OK;
 }
@@ -71,6 +80,8 @@ TARN_API int getEnabledReceivers(task_t* handle, unsigned char* mask) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!mask)
+        return Orvek::ERR_BYTES;
     *mask = static_cast<unsigned char>(task->getEnabledReceivers());
     return Orvek::ERR_OK;
 }
@@ -79,6 +90,8 @@ TARN_API int getnumberOfEnabledReceivers(task_t* handle, int* count) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!count)
+        return Orvek::ERR_BYTES;
     *count = task->getnumberOfEnabledReceivers();
     return Orvek::ERR_OK;
 }
@@ -97,6 +110,8 @@ TARN_API int getReceiver12dBPad(task_t* handle, bool* enabled) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!enabled)
+        return Orvek::ERR_BYTES;
     *enabled = task->getReceiver12dBPadEnabled();
     return Orvek::ERR_OK;
 }
@@ -132,6 +147,8 @@ TARN_API int getSerialPortFeature(task_t* handle, bool* present, unsigned int* b
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::TASK_UNINITIALIZED;
+    if (!present || !bufferSize)
+        return Orvek::ERR_BYTES;
     *present = task->getFeaturePresent(Orvek::FEATURE_SERIAL_PORT);
     *bufferSize = task->getSerialPortBufferSize();
     return Orvek::ERR_OK;
@@ -142,6 +159,8 @@ TARN_API int getIfGain(task_t* handle, int* gain, bool* /*unused*/) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!gain)
+        return Orvek::ERR_BYTES;
     *gain = task->getReceiverGain();
     return Orvek::ERR_OK;
 }

@@ -29,8 +29,12 @@ TARN_API task_t* createTask(void) {
     return boxTask([](TarnTask*) { return new TarnTask(); }, nullptr);
 }
 
+// Null when there is no task to share with.
 TARN_API task_t* createSharedTask(task_t* other) {
-    return boxTask([](TarnTask* from) { return new TarnTask(*from); }, other->task);
+    TarnTask* task = taskOf(other);
+    if (!task)
+        return nullptr;
+    return boxTask([](TarnTask* from) { return new TarnTask(*from); }, task);
 }
 
 TARN_API void deleteTask(task_t* handle) {

@@ -17,15 +17,23 @@ TARN_API int addPathToMeasure(task_t* handle, Orvek::Transmit_Path tx, Orvek::Re
 // The task never writes the paths, so callers always see them at -1 (kept on purpose).
 TARN_API int getPathAtIndex(task_t* handle, int index, Orvek::Transmit_Path* tx,
                             Orvek::Receive_Path* rx) {
-    *tx = Orvek::TARN_TX_PATH_NONE;
-    *rx = Orvek::TARN_RX_PATH_NONE;
+    if (tx)
+        *tx = Orvek::TARN_TX_PATH_NONE;
+    if (rx)
+        *rx = Orvek::TARN_RX_PATH_NONE;
     TarnTask* task = taskOf(handle);
-    return task ? task->getPathAtIndex(index, *tx, *rx) : Orvek::ERR_BAD_HANDLE;
+    if (!task)
+        return Orvek::ERR_BAD_HANDLE;
+    if (!tx || !rx)
+        return Orvek::ERR_BYTES;
+    return task->getPathAtIndex(index, *tx, *rx);
 }
 
 TARN_API int getMeasuredPathCount(task_t* handle, int* count) {
     TarnTask* task = taskOf(handle);
-    return task ? task->getMeasuredPathCount(*count) : Orvek::ERR_BAD_HANDLE;
+    if (!task)
+        return Orvek::ERR_BAD_HANDLE;
+    return count ? task->getMeasuredPathCount(*count) : Orvek::ERR_BYTES;
 }
 
 TARN_API int clearMeasuredPaths(task_t* handle) {

@@ -34,6 +34,8 @@ TARN_API int getFrequencies(task_t* handle, double* out, int n) {
     const int stored = task->getNumberOfFrequencies();
     if (stored < n)
         return Orvek::ERR_TOO_MANY_POINTS;
+    if (!out && stored > 0)
+        return Orvek::ERR_BYTES;
     const double* frequencies = task->getFrequencies();
     for (int i = 0; i < stored; ++i)
         out[i] = frequencies[i];
@@ -42,13 +44,19 @@ TARN_API int getFrequencies(task_t* handle, double* out, int n) {
 
 TARN_API int utilNearestLegalFreq(task_t* handle, double* frequency) {
     TarnTask* task = taskOf(handle);
-    return task ? task->utilNearestLegalFreq(*frequency) : -1;
+    if (!task)
+        return -1;
+    return frequency ? task->utilNearestLegalFreq(*frequency) : Orvek::ERR_BYTES;
 }
 
 TARN_API int utilFixLinearSweepLimits(task_t* handle, double* startMHz, double* stopMHz,
                                       unsigned int points) {
     TarnTask* task = taskOf(handle);
-    return task ? task->utilFixLinearSweepLimits(*startMHz, *stopMHz, points) : -1;
+    if (!task)
+        return -1;
+    if (!startMHz || !stopMHz)
+        return Orvek::ERR_BYTES;
+    return task->utilFixLinearSweepLimits(*startMHz, *stopMHz, points);
 }
 
 TARN_API int utilGenerateLinearSweep(task_t* handle, double startMHz, double stopMHz,
@@ -74,12 +82,18 @@ TARN_API int clearExclusionBands(task_t* handle) {
 
 TARN_API int getExclusionBandCount(task_t* handle, int* count) {
     TarnTask* task = taskOf(handle);
-    return task ? task->getExclusionBandCount(*count) : -1;
+    if (!task)
+        return -1;
+    return count ? task->getExclusionBandCount(*count) : Orvek::ERR_BYTES;
 }
 
 TARN_API int getExclusionBand(task_t* handle, int index, double* lowMHz, double* highMHz) {
     TarnTask* task = taskOf(handle);
-    return task ? task->getExclusionBand(index, *lowMHz, *highMHz) : -1;
+    if (!task)
+        return -1;
+    if (!lowMHz || !highMHz)
+        return Orvek::ERR_BYTES;
+    return task->getExclusionBand(index, *lowMHz, *highMHz);
 }
 
 // A null handle reports success here (0, the value of TASK_UNINITIALIZED).
@@ -102,6 +116,8 @@ TARN_API int getSyncPulseMode(task_t* handle, Orvek::Sync_Pulse_Mode* mode) {
     TarnTask* task = taskOf(handle);
     if (!task)
         return Orvek::ERR_BAD_HANDLE;
+    if (!mode)
+        return Orvek::ERR_BYTES;
     *mode = task->getSyncPulseMode();
     return Orvek::ERR_OK;
 }

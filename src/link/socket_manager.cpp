@@ -164,6 +164,18 @@ void SocketManager::flush_buffers() {
     queues.clear();
 }
 
+int SocketManager::discard_from(const std::string& address) {
+    std::lock_guard<std::mutex> lock(mutex);
+    receive_waiting_unlocked();
+    auto found = queues.find(address);
+    if (found == queues.end()) {
+        return 0;
+    }
+    const int discarded = static_cast<int>(found->second.size());
+    found->second.clear();
+    return discarded;
+}
+
 int SocketManager::receive_waiting_unlocked() {
     return messenger->receive_waiting(queues);
 }

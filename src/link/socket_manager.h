@@ -55,6 +55,9 @@ public:
 
     // Takes everything waiting off the socket and discards every queue.
     void flush_buffers();
+    // Takes everything waiting off the socket and discards what `address` sent, without
+    // waiting; other senders' datagrams stay queued. The number of datagrams discarded.
+    int discard_from(const std::string& address);
 
     // The caller must hold the lock (only the manager's own operations do).
     int receive_waiting_unlocked();

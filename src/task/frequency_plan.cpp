@@ -5,6 +5,7 @@
 
 #include "hardware/frequency_synthesis.h"
 #include "hardware/point_timing.h"
+#include "task/sweep_data.h"
 #include "task/tarn_task.h"
 
 namespace Orvek {
@@ -45,6 +46,8 @@ Err_Code TarnTask::setFrequencies(const double* freqs, unsigned int count) {
     }
     state_->frequencies = std::move(snapped);
     state_->numberOfFrequencies = count;
+    // Sweep results are per point of the list they were measured with.
+    state_->sweepResults.clear();
     return ERR_OK;
 }
 

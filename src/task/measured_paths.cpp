@@ -2,6 +2,7 @@
 #include "switchboard/path_to_switch_control.h"
 #include "switchboard/switchboard_state.h"
 #include "task/path_exceptions.h"
+#include "task/sweep_data.h"
 #include "task/tarn_task.h"
 
 namespace Orvek {
@@ -27,6 +28,8 @@ Err_Code TarnTask::addPathToMeasure(std::shared_ptr<SwitchBoardState> path) {
             return ERR_PATH_ALREADY_MEASURED;
     }
     state_->measuredPaths.push_back(std::move(path));
+    // Sweep results are found by their place in the list.
+    state_->sweepResults.clear();
     return ERR_OK;
 }
 
@@ -40,6 +43,7 @@ Err_Code TarnTask::clearMeasuredPaths() {
     if (!isNotStarted())
         return ERR_WRONG_STATE;
     state_->measuredPaths.clear();
+    state_->sweepResults.clear();
     return ERR_OK;
 }
 

@@ -7,6 +7,7 @@
 #include "link/device_commands.h"
 #include "link/socket_manager.h"
 #include "task/halt_exchange.h"
+#include "task/sweep_collection.h"
 #include "task/task_helpers.h"
 
 namespace Orvek {
@@ -16,6 +17,8 @@ namespace {
 constexpr int kCommandPollMs = 50;
 // How often to try the halt exchange before the unit counts as silent.
 constexpr int kHaltAttempts = 5;
+// Largest serial buffer whose block length (S + 2) fits the unit's one-byte register.
+constexpr unsigned int kLargestSerialBuffer = 253;
 
 } // namespace
 
@@ -28,12 +31,19 @@ Err_Code TarnTask::start() {
     // A sweep without points would only ever deliver empty packets.
     if (!s.frequencies || s.numberOfFrequencies == 0)
         return ERR_MISSING_FREQS;
+    // The unit's serial block register holds S + 2 in one byte.
+    if (s.serialBufferSize > kLargestSerialBuffer)
+        return ERR_TOO_MANY_POINTS;
     if (!s.ipAddress)
         return ERR_MISSING_IP;
     const std::string address = s.ipAddress.get();
     s.socketManager->set_current_dst_ip(address);
 
     helpers_->buildTarnProgramNormal();
+    // Results of an earlier program describe other settings.
+    s.sweepResults.clear();
+    helpers_->recovery = TaskHelpers::Recovery::None;
+    helpers_->sweepSync = SweepSync();
 
     int result = TARN::uploadProgram(s.socketManager, address, s.compiledProgram);
     if (result != ERR_OK)
@@ -62,7 +72,11 @@ Err_Code TarnTask::beginAsync() {
         return ERR_WRONG_STATE;
     if (s.measurementType != PROG_ASYNC)
         return ERR_WRONG_PROGRAM_TYPE;
+    helpers_->recovery = TaskHelpers::Recovery::None;
+    helpers_->sweepSync.counterKnown = false;
     if (s.sweepTriggerType == TRIGGER_SOFTWARE) {
+        // Packets of earlier sweeps are no part of the stream to come.
+        s.socketManager->discard_from(s.ipAddress.get());
         // Run from the program counter, which start() or haltAsync() left at the jump table.
         const int result = s.socketManager->send_to(s.ipAddress.get(), std::string("B\n"));
         if (result != ERR_OK)
@@ -115,14 +129,42 @@ Err_Code TarnTask::TaskHelpers::haltInternal(int attempts) {
 }
 
 int TarnTask::TaskHelpers::setPcToMainEntryPoint() {
-    const TaskState& s = *task->state_;
-    if (s.state != TASK_STARTED)
+    if (task->state_->state != TASK_STARTED)
         return ERR_WRONG_STATE;
+    return pointAtMainEntry();
+}
+
+int TarnTask::TaskHelpers::pointAtMainEntry() {
+    const TaskState& s = *task->state_;
     char command[16];
     std::snprintf(command, sizeof command, "W%04x\n", s.mainEntryPoint.address & 0xFFFFu);
     std::string reply;
     return TARN::sendMessage(s.socketManager, s.ipAddress.get(), std::string(command), reply,
                              static_cast<int>(s.timeout), kCommandPollMs);
+}
+
+Err_Code TarnTask::TaskHelpers::reloadProgram() {
+    TaskState& s = *task->state_;
+    const std::string address = s.ipAddress.get();
+    // A unit that lost power has lost its program; one that merely paused answers the halt too,
+    // and loading the same program again costs it nothing but the upload.
+    Err_Code result = haltInternal(1);
+    if (result != ERR_OK)
+        return result;
+    int loaded = TARN::uploadProgram(s.socketManager, address, s.compiledProgram);
+    std::vector<PacketData> discarded;
+    if (loaded == ERR_OK)
+        loaded = TARN::runProgram(s.socketManager, address, s.startupEntryPoint, discarded, true);
+    if (loaded == ERR_OK)
+        loaded = pointAtMainEntry();
+    if (loaded == ERR_OK && s.state == TASK_RUNNING && s.sweepTriggerType == TRIGGER_SOFTWARE) {
+        s.socketManager->discard_from(address);
+        loaded = s.socketManager->send_to(address, std::string("B\n"));
+    }
+    // The start-up section restarted the sweep timer.
+    previousSweepTimer = 0;
+    sweepSync.counterKnown = false;
+    return static_cast<Err_Code>(loaded);
 }
 
 Err_Code TarnTask::TaskHelpers::doMeasure(bool async) {
@@ -135,36 +177,59 @@ Err_Code TarnTask::TaskHelpers::doMeasure(bool async) {
         return ERR_NO_PATHS_MEASURED;
     s.sweepResults.clear();
 
-    EntryPoint entry = s.mainEntryPoint;
-    // The task's time-out may have changed since the program was built.
-    entry.packetTimeoutMs = packetTimeoutMs();
     const bool sendBegin = s.measurementType == PROG_SYNC && s.sweepTriggerType == TRIGGER_SOFTWARE;
     const std::string address = s.ipAddress.get();
-    if (sendBegin && recoverBeforeNextSweep) {
-        // An earlier sweep failed part-way: the unit may still be sweeping, and packets of that
-        // sweep may still be queued. Halting it ends both (the halt exchange drains the unit's
-        // queue); then the program counter goes back to the jump table.
-        s.socketManager->set_current_dst_ip(address);
+    s.socketManager->set_current_dst_ip(address);
+    const Recovery pending = recovery;
+    if (pending == Recovery::Reload) {
+        const Err_Code reloaded = reloadProgram();
+        if (reloaded != ERR_OK)
+            return reloaded;
+    } else if (pending == Recovery::Resync && sendBegin) {
+        // The unit may still be in the failed sweep: halting ends it, and the program counter
+        // goes back to the jump table. How many packets it sent meanwhile is unknown.
         haltInternal(1);
-        setPcToMainEntryPoint();
+        pointAtMainEntry();
+        sweepSync.counterKnown = false;
     }
-    recoverBeforeNextSweep = false;
+    recovery = Recovery::None;
     interruptRequested = false;
 
+    EntryPoint entry = s.mainEntryPoint;
+    if (sendBegin) {
+        // Whatever the unit sent before this sweep began is no part of it.
+        s.socketManager->discard_from(address);
+        EntryPoint begin = entry;
+        begin.packetCount = 0; // only the begin command; the sweep is collected below
+        std::vector<PacketData> none;
+        const int sent = TARN::runProgram(s.socketManager, address, begin, none, true);
+        if (sent != ERR_OK)
+            return static_cast<Err_Code>(sent);
+    }
+
+    SweepShape shape;
+    shape.paths = static_cast<int>(s.measuredPaths.size());
+    shape.packetsPerPath = entry.packetCount / shape.paths;
+    // The task's time-out may have changed since the program was built.
+    shape.packetTimeoutMs = packetTimeoutMs();
+    const bool toBoundary = pending == Recovery::Resync && !sendBegin;
     std::vector<PacketData> packets;
-    const int result = TARN::runProgram(s.socketManager, address, entry, packets, sendBegin);
-    if (result != ERR_OK) {
-        recoverBeforeNextSweep = true;
-        if (interruptRequested.exchange(false))
-            return ERR_INTERRUPTED;
-        return static_cast<Err_Code>(result);
+    Err_Code result = collectSweep(s.socketManager, address, shape, toBoundary, sweepSync, packets,
+                                   interruptRequested);
+    if (result == ERR_OK)
+        result = getDataFromPacketsNormal(packets, s.sweepResults);
+    if (result == ERR_OK)
+        return ERR_OK;
+
+    s.sweepResults.clear();
+    if (interruptRequested.exchange(false)) {
+        recovery = Recovery::Resync;
+        return ERR_INTERRUPTED;
     }
-    const Err_Code decoded = getDataFromPacketsNormal(packets, s.sweepResults);
-    if (decoded != ERR_OK) {
-        recoverBeforeNextSweep = true;
-        s.sweepResults.clear();
-    }
-    return decoded;
+    // Silence may mean the unit restarted and lost its program; bad packets only that this
+    // sweep cannot be trusted.
+    recovery = result == ERR_NO_RESPONSE ? Recovery::Reload : Recovery::Resync;
+    return result;
 }
 
 } // namespace Orvek

@@ -67,10 +67,10 @@ bool decodePathPackets(const PacketData* packets, std::size_t count,
     out.packetCounter = first.packetCounter;
     out.tagA = first.tagA;
     out.tagB = first.tagB;
-    // The unit counts every data packet it sends; a sweep is `count` packets for each path.
+    // Kept as applications have always read it: with several packets per path it counts
+    // packets per path, not sweeps.
     const int paths = layout.numberOfPaths > 0 ? layout.numberOfPaths : 1;
-    const int packetsPerSweep = paths * static_cast<int>(count);
-    out.frameNumber = (first.packetCounter - 1) / packetsPerSweep + 1;
+    out.frameNumber = (first.packetCounter - 1) / paths + 1;
 
     auto expectedLength = [&](std::size_t j) -> std::size_t {
         return j < expectedLengths.size() && expectedLengths[j] > 0

@@ -35,7 +35,8 @@ struct SweepData {
     int32_t packetCounter = 0;
     int32_t tagA = 0;
     int32_t tagB = 0;
-    // Sweep number derived from the unit's frame counter.
+    // (packet counter - 1) / number of paths + 1: the sweep number with one packet per path;
+    // with several packets per path it counts packets per path, not sweeps.
     int32_t frameNumber = 0;
     int32_t numberOfPoints = 0;
     // Indexes (0..3) of the enabled receivers, ascending.

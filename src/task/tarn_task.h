@@ -6,6 +6,7 @@
 // Every operation returns an Err_Code (0 success, negative failure) unless noted. Settings only
 // change while the task is TASK_UNINITIALIZED or TASK_STOPPED; otherwise ERR_WRONG_STATE.
 // A task is used by one thread at a time; only interruptMeasurement() may come from another.
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -35,7 +36,8 @@ enum Trigger_Type : int32_t {
 
 // The task's state record: every setting and result, with the defaults of a new task.
 struct TaskState {
-    Task_State state = TASK_UNINITIALIZED;
+    // Read by interruptMeasurement() from another thread.
+    std::atomic<Task_State> state{TASK_UNINITIALIZED};
     std::unique_ptr<char[]> ipAddress; // null until setIPAddress
     int port = 0;
     unsigned int timeout = 100; // milliseconds, for every command exchange with the unit
@@ -95,6 +97,8 @@ public:
     friend class TaskHelpers;
     // Unit tests reach the state record through this (defined only in tests).
     friend struct TarnTaskTestAccess;
+    // The companion library (its own copy of these sources) reaches its own tasks through this.
+    friend struct TarnTaskToolAccess;
 
     // A new task: TASK_UNINITIALIZED, no address, port 0, its own unbound socket manager.
     TarnTask();

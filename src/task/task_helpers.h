@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tarndll.h"
+#include "task/sweep_collection.h"
 #include "task/sweep_data.h"
 #include "task/tarn_task.h"
 
@@ -68,9 +69,19 @@ public:
     int longestPacketGap = 0;
     double pointTimeMs = 0.0;
 
-    // Set when a synchronous sweep failed part-way: the next one first halts the unit and
-    // re-points it, so that packets of the failed sweep are not taken for the new one's.
-    bool recoverBeforeNextSweep = false;
+    // Points the unit's program counter at the jump table, in any state.
+    int pointAtMainEntry();
+    // Halts the unit, uploads the program again, runs its start-up section and re-points it
+    // (and lets it run free again when the task is TASK_RUNNING).
+    Err_Code reloadProgram();
+
+    // What the next measure() does first after a failed sweep: nothing; resynchronise (a
+    // synchronous sweep halts and re-points the unit, a free-running one skips to the next
+    // sweep boundary by the counter); or reload the program, since a silence may mean that
+    // the unit restarted.
+    enum class Recovery { None, Resync, Reload };
+    Recovery recovery = Recovery::None;
+    SweepSync sweepSync;
     // Set by interruptMeasurement() (from another thread) so that the interrupted sweep reports
     // ERR_INTERRUPTED rather than a time-out.
     std::atomic<bool> interruptRequested{false};

@@ -1,4 +1,5 @@
 // Settings that are checked against the task's state and the unit's hardware.
+#include "task/sweep_data.h"
 #include "task/tarn_task.h"
 
 namespace Orvek {
@@ -33,6 +34,8 @@ Err_Code TarnTask::setEnabledReceivers(unsigned char mask) {
     if (mask != 1 && !getFeaturePresent(FEATURE_MULTIPLE_RECEIVERS))
         return ERR_FEATURE_NOT_PRESENT;
     state_->enabledReceivers = mask;
+    // Sweep results hold the receivers they were measured with.
+    state_->sweepResults.clear();
     return ERR_OK;
 }
 

@@ -9,7 +9,7 @@ trap 'rm -rf "$scratch"' EXIT
 
 cmake --install "$build_dir" --prefix "$scratch/prefix" >/dev/null
 libdir=$(ls -d "$scratch"/prefix/lib*/ | head -n1)
-for link in libtarndll.so libtarndll.so.2; do
+for link in libtarndll.so libtarndll.so.2 libtarnvna.so libtarnvna.so.1; do
     [[ -L $libdir/$link ]] || { echo "missing SONAME link $link"; exit 1; }
 done
 
@@ -21,3 +21,8 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 # shellcheck disable=SC2046
 cc -std=c99 -o "$scratch/pkg-consumer" "$here/consumer.c" $(pkg-config --cflags --libs tarndll)
 LD_LIBRARY_PATH=$libdir "$scratch/pkg-consumer"
+
+# shellcheck disable=SC2046
+cc -std=c99 -o "$scratch/vna-consumer" "$here/vna_consumer.c" $(pkg-config --cflags --libs tarnvna)
+LD_LIBRARY_PATH=$libdir "$scratch/vna-consumer"
+"$scratch/prefix/bin/tarnctl" --version

@@ -1,5 +1,5 @@
-// Decoding of data packets into sweep data: payload layout, sample conversion, the frame number
-// and the bounds the decoder must keep whatever arrives.
+// Decoding of data packets into sweep data: sample conversion and the bounds
+// the decoder must keep whatever arrives.
 #include <cstdint>
 #include <vector>
 
@@ -14,11 +14,6 @@ namespace {
 void putU16(std::vector<uint8_t>& bytes, uint16_t value) {
     bytes.push_back(static_cast<uint8_t>(value >> 8));
     bytes.push_back(static_cast<uint8_t>(value & 0xFF));
-}
-
-void putU32(std::vector<uint8_t>& bytes, uint32_t value) {
-    putU16(bytes, static_cast<uint16_t>(value >> 16));
-    putU16(bytes, static_cast<uint16_t>(value & 0xFFFF));
 }
 
 // A sample value that identifies its point, receiver and part.
@@ -71,52 +66,6 @@ void expectZero(const SweepData& sweep, unsigned point) {
 
 } // namespace
 
-TEST(PacketDecoding, TwoReceiversShareEachPointInAscendingOrder) {
-    const std::vector<unsigned> receivers = enabledReceiverIndexes(0b0101);
-    ASSERT_EQ(receivers, (std::vector<unsigned>{0, 2}));
-    EXPECT_EQ(enabledReceiverIndexes(0xF0), (std::vector<unsigned>{0})); // only bits 0..3 count
-    std::vector<uint8_t> payload;
-    putPoints(payload, 0, 3, receivers);
-    ASSERT_EQ(payload.size(), 24u); // 8 bytes per point
-
-    SweepData sweep;
-    decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1, {24},
-                      layoutOf(3, receivers), sweep);
-    EXPECT_EQ(sweep.receivers, receivers);
-    ASSERT_EQ(sweep.receiverData.size(), 2u);
-    for (unsigned k = 0; k < 3; ++k)
-        expectPoint(sweep, k);
-    EXPECT_EQ(sweep.numberOfPoints, 3);
-    EXPECT_EQ(sweep.tagA, 0xA5);
-    EXPECT_EQ(sweep.tagB, 0x5A);
-}
-
-TEST(PacketDecoding, AuxiliaryBlocksPrecedeTheSamplesOfTheFirstPacket) {
-    // Serial buffer of 4 bytes (block of 6), both encoders, sweep timer: samples at offset 14.
-    std::vector<uint8_t> payload{3, 'a', 'b', 'c', 0, 0xEE};
-    putU16(payload, 0xFFFE); // encoder 1
-    putU16(payload, 0x1234); // encoder 2
-    putU32(payload, 0x89ABCDEF);
-    ASSERT_EQ(payload.size(), 14u);
-    putPoints(payload, 0, 2, {0});
-
-    SweepPacketLayout layout = layoutOf(2, {0});
-    layout.serialBufferSize = 4;
-    layout.shaftEncoders = true;
-    layout.sweepTimer = true;
-    SweepData sweep;
-    const bool timer = decodePathPackets(std::vector<PacketData>{packet(payload)}.data(), 1,
-                                         {static_cast<int>(payload.size())}, layout, sweep);
-    EXPECT_TRUE(timer);
-    EXPECT_EQ(sweep.serialCount, 3u);
-    EXPECT_EQ(sweep.serialData, (std::vector<uint8_t>{'a', 'b', 'c', 0}));
-    EXPECT_EQ(sweep.shaftEncoder1, 0xFFFEu);
-    EXPECT_EQ(sweep.shaftEncoder2, 0x1234u);
-    EXPECT_EQ(sweep.sweepTimer, 0x89ABCDEFu);
-    expectPoint(sweep, 0);
-    expectPoint(sweep, 1);
-}
-
 TEST(PacketDecoding, SamplesAreRawSignedSixteenBitValues) {
     std::vector<uint8_t> payload;
     putU16(payload, 0xFFFF);
@@ -130,41 +79,6 @@ TEST(PacketDecoding, SamplesAreRawSignedSixteenBitValues) {
     EXPECT_EQ(sweep.receiverData[0].imag[0], -32768.0);
     EXPECT_EQ(sweep.receiverData[0].real[1], 32767.0);
     EXPECT_EQ(sweep.receiverData[0].imag[1], 1.0);
-}
-
-TEST(PacketDecoding, LaterPacketsContinueThePointSequence) {
-    std::vector<uint8_t> first;
-    std::vector<uint8_t> second;
-    std::vector<uint8_t> third;
-    putPoints(first, 0, 4, {1});
-    putPoints(second, 4, 4, {1});
-    putPoints(third, 8, 2, {1});
-    const std::vector<PacketData> packets{packet(first, 7), packet(second, 8), packet(third, 9)};
-    SweepData sweep;
-    decodePathPackets(packets.data(), 3, {16, 16, 8}, layoutOf(10, {1}), sweep);
-    for (unsigned k = 0; k < 10; ++k)
-        expectPoint(sweep, k);
-    EXPECT_EQ(sweep.packetCounter, 7);
-}
-
-TEST(PacketDecoding, FrameNumberCountsSweepsFromThePathsFirstPacketCounter) {
-    std::vector<uint8_t> payload;
-    putPoints(payload, 0, 1, {0});
-    SweepPacketLayout layout = layoutOf(1, {0});
-    layout.numberOfPaths = 3;
-    SweepData sweep;
-    // One packet per path: counters 4..6 are the second sweep.
-    decodePathPackets(std::vector<PacketData>{packet(payload, 6)}.data(), 1, {4}, layout, sweep);
-    EXPECT_EQ(sweep.frameNumber, 2);
-    decodePathPackets(std::vector<PacketData>{packet(payload, 7)}.data(), 1, {4}, layout, sweep);
-    EXPECT_EQ(sweep.frameNumber, 3);
-    // Two packets per path: a sweep of three paths is six packets.
-    const std::vector<PacketData> second{packet(payload, 7), packet(payload, 8)};
-    decodePathPackets(second.data(), 2, {4, 0}, layout, sweep);
-    EXPECT_EQ(sweep.frameNumber, 2);
-    const std::vector<PacketData> third{packet(payload, 13), packet(payload, 14)};
-    decodePathPackets(third.data(), 2, {4, 0}, layout, sweep);
-    EXPECT_EQ(sweep.frameNumber, 3);
 }
 
 TEST(PacketDecoding, ShortFirstPacketLeavesCutOffBlocksZero) {

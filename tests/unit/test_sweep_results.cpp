@@ -96,38 +96,6 @@ TEST_F(SweepResults, PacketCountAndLengthsMustMatchThePlan) {
     EXPECT_EQ(helpers->validatePacketLengths(planned(), entry), ERR_NO_PATHS_MEASURED);
 }
 
-TEST_F(SweepResults, DecodesOneSweepPerPathInListOrder) {
-    ASSERT_EQ(task->configureShaftEncodersFeature(true, false), ERR_OK);
-    ASSERT_EQ(task->setSendSweepTimer(true), ERR_OK);
-    plan(3);
-    helpers->timeBase = 2.56e-6;
-    std::vector<PacketData> packets = planned(7);
-    ASSERT_EQ(packets.size(), 2u);
-    ASSERT_EQ(packets[0].payload.size(), 4u + 4u + 12u);
-    // Path 2: encoders 0x0102/0x0304, a timer count above path 1's, point 2 = (-2, 3).
-    packets[1].payload = {1, 2, 3, 4, 1, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFE, 0, 3};
-
-    std::vector<SweepData> results;
-    ASSERT_EQ(helpers->getDataFromPacketsNormal(packets, results), ERR_OK);
-    ASSERT_EQ(results.size(), 2u);
-    EXPECT_EQ(results[0].packetCounter, 7);
-    EXPECT_EQ(results[0].frameNumber, 4); // the fourth sweep of two single-packet paths
-    EXPECT_EQ(results[0].receiverData[0].real[0], 0x0101);
-    EXPECT_EQ(results[1].shaftEncoder1, 0x0102u);
-    EXPECT_EQ(results[1].shaftEncoder2, 0x0304u);
-    EXPECT_EQ(results[0].sweepTimer, 0x01010101u);
-    EXPECT_EQ(results[1].sweepTimer, 0x01010200u);
-    EXPECT_DOUBLE_EQ(results[1].timestamp, 0x01010200u * 2.56e-6);
-    EXPECT_EQ(results[1].receiverData[0].real[2], -2.0);
-    EXPECT_EQ(results[1].receiverData[0].imag[2], 3.0);
-    EXPECT_EQ(results[1].numberOfPoints, 3);
-
-    results.clear();
-    packets.pop_back();
-    EXPECT_EQ(helpers->getDataFromPacketsNormal(packets, results), ERR_BYTES);
-    EXPECT_TRUE(results.empty());
-}
-
 TEST_F(SweepResults, ExtractionFindsThePathsData) {
     SweepData out;
     EXPECT_EQ(task->extractSweepData(TARN_TX_PATH_0, TARN_RX_PATH_1, out), ERR_NO_PATHS_MEASURED);

@@ -171,23 +171,6 @@ TEST(FrequencyPlan, GeneratedSweepsRunUpAndDownOnSnappedPoints) {
         EXPECT_NEAR(downwards[i], upwards[10 - i], kTolerance) << i;
 }
 
-TEST(FrequencyPlan, DegenerateLinearSweeps) {
-    auto task = makeStoppedTask();
-    // Equal ends: ten points on the one frequency, rounded towards the middle of the range.
-    ASSERT_EQ(task->utilGenerateLinearSweep(1234.5671, 1234.5671, 10), ERR_OK);
-    std::vector<double> flat = storedFrequencies(*task);
-    ASSERT_EQ(flat.size(), 10u);
-    for (double f : flat)
-        EXPECT_NEAR(f, 1234.56725, kTolerance);
-    // One point or none changes nothing.
-    EXPECT_EQ(task->utilGenerateLinearSweep(500, 600, 1), ERR_OK);
-    EXPECT_EQ(task->utilGenerateLinearSweep(500, 600, 0), ERR_OK);
-    EXPECT_EQ(task->getNumberOfFrequencies(), 10);
-    EXPECT_EQ(task->utilGenerateLinearSweep(5, 600, 3), ERR_FREQ_OUT_OF_BOUNDS);
-    EXPECT_EQ(task->utilGenerateLinearSweep(500, 600, 1001), ERR_TOO_MANY_POINTS);
-    EXPECT_EQ(task->getNumberOfFrequencies(), 10);
-}
-
 TEST(FrequencyPlan, ExclusionBandsAreKeptAsGiven) {
     auto task = makeStoppedTask();
     EXPECT_EQ(task->addExclusionBand(0.0, 10.0), ERR_INVALID_PARAMETER);
@@ -213,17 +196,6 @@ TEST(FrequencyPlan, ExclusionBandsAreKeptAsGiven) {
     EXPECT_EQ(count, 0);
 }
 
-TEST(FrequencyPlan, ExclusionBandMembershipIncludesBothEnds) {
-    const std::vector<ExclusionBand> bands = {{900.0, 1000.0}, {2000.0, 2000.5}};
-    EXPECT_TRUE(freqInExclusionBand(bands, 900.0));
-    EXPECT_TRUE(freqInExclusionBand(bands, 1000.0));
-    EXPECT_TRUE(freqInExclusionBand(bands, 2000.25));
-    EXPECT_FALSE(freqInExclusionBand(bands, 899.999));
-    EXPECT_FALSE(freqInExclusionBand(bands, 1000.001));
-    EXPECT_FALSE(freqInExclusionBand(bands, 1500.0));
-    EXPECT_FALSE(freqInExclusionBand({}, 950.0));
-}
-
 TEST(FrequencyPlan, OffsetIsCountedIn256TuningStepsOfBandZero) {
     auto task = makeStoppedTask();
     setTaskState(*task, TASK_UNINITIALIZED);
@@ -236,18 +208,4 @@ TEST(FrequencyPlan, OffsetIsCountedIn256TuningStepsOfBandZero) {
     // The flag does not enter the value; the word wraps at 32 bits.
     ASSERT_EQ(task->setFrequencyOffset(false, 0x01000001u), ERR_OK);
     EXPECT_NEAR(task->getFrequencyOffset(), 256 * 1e-3, kTolerance);
-}
-
-TEST(FrequencyPlan, FrameTimeNeedsAStartedTask) {
-    auto task = makeStoppedTask();
-    ASSERT_EQ(task->setHopRate(HOP_1K), ERR_OK);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_OK);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_0), ERR_OK);
-    Orvek::TarnTaskTestAccess::state(*task).pointCountPerFrame = 352;
-    EXPECT_EQ(task->getPreciseTimePerFrame(), -1.0);
-    for (Task_State state : {TASK_STARTED, TASK_RUNNING}) {
-        setTaskState(*task, state);
-        // 29774 master-clock cycles per point at 100 MHz, 352 points on each of 2 paths.
-        EXPECT_NEAR(task->getPreciseTimePerFrame(), 29774 / 100e6 * 704, 1e-12);
-    }
 }

@@ -61,25 +61,6 @@ TEST(MeasuredPaths, AllPathsMustBelongToOneKindOfBoard) {
     EXPECT_EQ(paths(*task).size(), 1u);
 }
 
-TEST(MeasuredPaths, ListChangesOnlyWhileNotStarted) {
-    auto task = makeStoppedTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_OK);
-    for (Task_State busy : {TASK_STARTED, TASK_RUNNING}) {
-        setTaskState(*task, busy);
-        EXPECT_EQ(task->addPathToMeasure(TARN_TX_PATH_2, TARN_RX_PATH_1), ERR_WRONG_STATE);
-        EXPECT_EQ(task->clearMeasuredPaths(), ERR_WRONG_STATE);
-        int count = -1;
-        EXPECT_EQ(task->getMeasuredPathCount(count), ERR_WRONG_STATE);
-        EXPECT_EQ(count, -1);
-        Transmit_Path tx = TARN_TX_PATH_NONE;
-        Receive_Path rx = TARN_RX_PATH_NONE;
-        EXPECT_EQ(task->getPathAtIndex(0, tx, rx), ERR_WRONG_STATE);
-    }
-    setTaskState(*task, TASK_UNINITIALIZED);
-    EXPECT_EQ(task->addPathToMeasure(TARN_TX_PATH_2, TARN_RX_PATH_1), ERR_OK);
-    EXPECT_EQ(paths(*task).size(), 2u);
-}
-
 TEST(MeasuredPaths, IndexBoundaryIsDeliberatelyAsymmetric) {
     auto task = makeStoppedTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH);
     ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_OK);
