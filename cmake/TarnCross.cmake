@@ -17,6 +17,14 @@ if(NOT TARGET nlohmann_json::nlohmann_json AND EXISTS /usr/include/nlohmann/json
     set(nlohmann_json_DIR /usr/share/cmake/nlohmann_json CACHE PATH "" FORCE)
 endif()
 
+if(NOT TARGET CLI11::CLI11 AND EXISTS /usr/include/CLI/CLI.hpp)
+    set(host_headers ${PROJECT_BINARY_DIR}/host-headers)
+    file(MAKE_DIRECTORY ${host_headers})
+    file(CREATE_LINK /usr/include/CLI ${host_headers}/CLI SYMBOLIC)
+    add_library(CLI11::CLI11 INTERFACE IMPORTED GLOBAL)
+    set_target_properties(CLI11::CLI11 PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${host_headers})
+endif()
+
 if(TARN_BUILD_TESTS AND NOT TARGET GTest::gtest AND EXISTS /usr/src/googletest/CMakeLists.txt)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
