@@ -1,6 +1,7 @@
 #include "link/socket_manager.h"
 
 #include <chrono>
+#include <thread>
 
 #include "tarndll.h"
 
@@ -39,7 +40,7 @@ SocketManager::~SocketManager() {
 }
 
 int SocketManager::bind_socket(uint16_t port, unsigned long bufferSize) {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     const int result = messenger->bind_socket(port, bufferSize);
     if (result == ERR_OK) {
         queues.setUnitPort(port);
@@ -48,43 +49,43 @@ int SocketManager::bind_socket(uint16_t port, unsigned long bufferSize) {
 }
 
 int SocketManager::releaseSocket() {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     return messenger->releaseSocket();
 }
 
 int SocketManager::get_port() {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     return messenger->getPort();
 }
 
 int SocketManager::get_buffer_size() {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     return messenger->getBufferSize();
 }
 
 int SocketManager::get_bytes_in_buffer() {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     return messenger->available_bytes();
 }
 
 std::string SocketManager::get_current_bound_address() {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     return messenger->getBoundAddress();
 }
 
 std::string SocketManager::get_current_dst_ip() {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     return currentDstIp;
 }
 
 void SocketManager::set_current_dst_ip(const std::string& address) {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     currentDstIp = address;
     queues.address(address);
 }
 
 int SocketManager::send_to(const std::string& address, const std::vector<char>& bytes) {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     queues.address(address);
     return messenger->send_to(address, bytes);
 }
@@ -114,12 +115,14 @@ int SocketManager::receive_from(std::vector<char>& out, const std::string& addre
                                 int pollMs) {
     WaitRegistration registration(*this, address);
     // Waiting for another unit's exchange to end is part of this wait: an interrupt ends it.
-    while (!mutex.try_lock_for(std::chrono::milliseconds(5))) {
+    // Short try_lock steps rather than a timed lock, which thread checkers cannot follow.
+    while (!mutex.try_lock()) {
         if (interrupted(address)) {
             return ERR_NO_RESPONSE;
         }
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
-    std::lock_guard<std::timed_mutex> lock(mutex, std::adopt_lock);
+    std::lock_guard<std::mutex> lock(mutex, std::adopt_lock);
     queues.address(address);
     messenger->receive_waiting(queues);
     if (queues.take(address, out)) {
@@ -151,7 +154,7 @@ int SocketManager::receive_from(std::vector<char>& out, const std::string& addre
 
 int SocketManager::receive_from_any(std::vector<char>& out, std::string& source, int timeoutMs,
                                     int pollMs) {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     messenger->receive_waiting(queues);
     std::string unit;
     if (!queues.firstWaiting(unit)) {
@@ -174,18 +177,18 @@ int SocketManager::receive_from_any(std::string& out, std::string& source, int t
 }
 
 std::size_t SocketManager::drain(const std::string& address) {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     messenger->receive_waiting(queues);
     return queues.drop(address);
 }
 
 void SocketManager::forget(const std::string& address) {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     queues.forget(address);
 }
 
 ReceiveQueues::Counters SocketManager::counters() {
-    std::lock_guard<std::timed_mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(mutex);
     return queues.counters();
 }
 

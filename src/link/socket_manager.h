@@ -65,7 +65,7 @@ private:
     std::unique_ptr<UDPMessenger> messenger;
     std::string currentDstIp;
     ReceiveQueues queues;
-    std::timed_mutex mutex;
+    std::mutex mutex;
     std::mutex waitMutex; // guards `waits` only; never held while taking `mutex`
     std::map<std::string, WaitSlot> waits;
 

@@ -44,9 +44,15 @@ Err_Code collectSweep(const std::shared_ptr<Transport>& endpoint, const std::str
             result = static_cast<Err_Code>(received);
             break;
         }
+        // Shorter than any data packet: a command reply that arrived after its exchange gave
+        // up on it (a halt or program-counter prompt on a slow unit). It is no part of the
+        // sweep, and a data packet cut that short still shows as a gap in the counters.
         if (datagram.size() < kMinimumPacketSize) {
-            result = ERR_BYTES;
-            break;
+            if (++skipped > skipLimit) {
+                result = ERR_BYTES;
+                break;
+            }
+            continue;
         }
         PacketData packet = PacketData::fromDatagram(datagram);
         const int position = static_cast<int>(packets.size()) % shape.packetsPerPath;
