@@ -39,12 +39,12 @@ struct SweepShape {
 };
 
 // Receives the packets of one sweep from `address` into `packets`, each within the shape's
-// time-out. Packets that cannot belong to the sweep (an earlier counter, another tag A) are
-// skipped; with `toBoundary` every packet is skipped until the counter marks the start of a
+// time-out. Datagrams that cannot belong to the sweep (an earlier counter, another tag A, under
+// 5 bytes: a late command reply) are skipped, at most one sweep's worth plus 64, then
+// ERR_BYTES; with `toBoundary` every packet is skipped until the counter marks the start of a
 // sweep. A gap in the counters or a tag B out of place breaks the sweep with ERR_BYTES; a
-// datagram under 5 bytes also gives ERR_BYTES; a receive that fails gives its code
-// (ERR_NO_RESPONSE, ERR_SOCKET), and so does a set `interrupted` (ERR_INTERRUPTED). `sync`
-// is updated for the next sweep either way.
+// receive that fails gives its code (ERR_NO_RESPONSE, ERR_SOCKET), and so does a set
+// `interrupted` (ERR_INTERRUPTED). `sync` is updated for the next sweep either way.
 Err_Code collectSweep(const std::shared_ptr<Transport>& endpoint, const std::string& address,
                       const SweepShape& shape, bool toBoundary, SweepSync& sync,
                       std::vector<PacketData>& packets, const std::atomic<bool>& interrupted);
