@@ -1,6 +1,8 @@
 # Unit tests (tests/unit) need nothing but the library; lab tests (tests/lab) run on the host
 # side of the network lab and talk to peers on its units side.
-find_package(GTest REQUIRED)
+if(NOT TARGET GTest::gtest)
+    find_package(GTest REQUIRED)
+endif()
 include(GoogleTest)
 
 file(GLOB TARN_SUPPORT_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/support/*.cpp)
@@ -11,12 +13,16 @@ target_link_libraries(tarn_testsupport PUBLIC tarn_static GTest::gtest)
 if(TARGET tarn_sim)
     target_link_libraries(tarn_testsupport PUBLIC tarn_sim)
 endif()
+# Tests run other programs of the build through the emulator when cross-compiling.
+string(JOIN " " TARN_EMULATOR ${CMAKE_CROSSCOMPILING_EMULATOR})
 if(TARGET tarnctl)
-    target_compile_definitions(tarn_testsupport PUBLIC TARNCTL_TOOL="$<TARGET_FILE:tarnctl>")
+    string(STRIP "${TARN_EMULATOR} $<TARGET_FILE:tarnctl>" tarnctl_tool)
+    target_compile_definitions(tarn_testsupport PUBLIC TARNCTL_TOOL="${tarnctl_tool}")
 endif()
 target_compile_definitions(tarn_testsupport PUBLIC
     TARN_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-    TARN_SHARED_LIBRARY="$<TARGET_FILE:tarndll>")
+    TARN_SHARED_LIBRARY="$<TARGET_FILE:tarndll>"
+    TARN_NM="${CMAKE_NM}" TARN_OBJDUMP="${CMAKE_OBJDUMP}")
 
 file(GLOB TARN_UNIT_TESTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/*.cpp)
 foreach(source ${TARN_UNIT_TESTS})
@@ -51,7 +57,8 @@ foreach(source ${TARN_LAB_TESTS})
     get_filename_component(name ${source} NAME_WE)
     add_executable(${name} ${source})
     target_link_libraries(${name} PRIVATE tarn_testsupport GTest::gtest_main)
-    add_test(NAME lab.${name} COMMAND ${TARN_NETLAB} exec-host $<TARGET_FILE:${name}>)
+    add_test(NAME lab.${name}
+             COMMAND ${TARN_NETLAB} exec-host ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
     set_tests_properties(lab.${name} PROPERTIES
         FIXTURES_REQUIRED netlab LABELS lab SKIP_RETURN_CODE 77 TIMEOUT 240
         ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
@@ -75,7 +82,8 @@ foreach(source ${TARN_C_TESTS})
                  COMMAND ${PROJECT_SOURCE_DIR}/tests/c/with_sim.sh $<TARGET_FILE:tarn-sim> none
                          192.168.1.11 1278 $<TARGET_FILE:${name}>)
         set_tests_properties(lab.${name} PROPERTIES FIXTURES_REQUIRED netlab LABELS lab
-            SKIP_RETURN_CODE 77 ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+            SKIP_RETURN_CODE 77
+            ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX};TARN_EMULATOR=${TARN_EMULATOR}")
     else()
         add_test(NAME c.${name} COMMAND ${name})
         set_tests_properties(c.${name} PROPERTIES LABELS unit)
@@ -83,9 +91,15 @@ foreach(source ${TARN_C_TESTS})
 endforeach()
 
 # An outside program built against the installed prefix, with find_package and with pkg-config.
-# (Not in sanitizer builds: the outside program would have to load the sanitizer runtime.)
-if(NOT TARN_SANITIZE)
+# (Not in sanitizer builds: the outside program would have to load the sanitizer runtime; not
+# when cross-compiling: the consumer is built with the host's compiler.)
+if(NOT TARN_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
     add_test(NAME install.consumer
              COMMAND ${PROJECT_SOURCE_DIR}/tests/install/run.sh ${PROJECT_BINARY_DIR})
     set_tests_properties(install.consumer PROPERTIES LABELS unit)
 endif()
+
+# Writes one sweep's samples as text; scripts/test-arm compares the ARM and x86-64 builds' output.
+add_executable(sweep_dump ${PROJECT_SOURCE_DIR}/tests/c/sweep_dump.c)
+set_target_properties(sweep_dump PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
+target_link_libraries(sweep_dump PRIVATE tarndll)

@@ -89,10 +89,13 @@ typedef enum Hop_Rate TARN_ENUM_BASE {
 /* Switch-board step attenuator setting; the value is the attenuation in whole dB. */
 typedef enum Rx_Attenuation TARN_ENUM_BASE {
     ATTEN_UNDEFINED = -1,
+    /* Eight steps a row. */
+    /* clang-format off */
     ATTEN_0 = 0, ATTEN_1, ATTEN_2, ATTEN_3, ATTEN_4, ATTEN_5, ATTEN_6, ATTEN_7,
     ATTEN_8, ATTEN_9, ATTEN_10, ATTEN_11, ATTEN_12, ATTEN_13, ATTEN_14, ATTEN_15,
     ATTEN_16, ATTEN_17, ATTEN_18, ATTEN_19, ATTEN_20, ATTEN_21, ATTEN_22, ATTEN_23,
     ATTEN_24, ATTEN_25, ATTEN_26, ATTEN_27, ATTEN_28, ATTEN_29, ATTEN_30, ATTEN_31
+    /* clang-format on */
 } Rx_Attenuation;
 
 /* Receiver IF gain: value n is 3n dB. */
@@ -167,10 +170,7 @@ typedef enum Sync_Pulse_Mode TARN_ENUM_BASE {
 
 /* PROG_SYNC: each measure() runs one sweep. PROG_ASYNC: sweeps run freely between
  * beginAsync() and haltAsync(). */
-typedef enum Program_Type TARN_ENUM_BASE {
-    PROG_SYNC = 2,
-    PROG_ASYNC = 3
-} Program_Type;
+typedef enum Program_Type TARN_ENUM_BASE { PROG_SYNC = 2, PROG_ASYNC = 3 } Program_Type;
 
 #ifdef __cplusplus
 } /* namespace Orvek */
@@ -209,7 +209,7 @@ typedef struct tarn_hardware_details_t {
 typedef struct tarn_sweep_data_t {
     double** real;
     double** imag;
-    unsigned int shaftEncoder1;   /* written only when the unit has shaft encoders */
+    unsigned int shaftEncoder1; /* written only when the unit has shaft encoders */
     unsigned int shaftEncoder2;
     unsigned int serialByteCount; /* written only when the unit has a serial port and */
     unsigned char* serialData;    /* serialData is not null */

@@ -2,6 +2,8 @@
 // that callers without the header can read the values at run time.
 #include "tarndll.h"
 
+// The argument is a name, not an expression: it cannot be parenthesised.
+// NOLINTNEXTLINE(bugprone-macro-parentheses)
 #define TARN_EXPORT_CONSTANT(name) extern "C" TARN_API const int name = Orvek::name;
 
 TARN_EXPORT_CONSTANT(ERR_OK)

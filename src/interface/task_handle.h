@@ -11,6 +11,8 @@ struct task_t {
 namespace Orvek {
 
 // The task behind a handle, or null for either kind of null handle.
-inline TarnTask* taskOf(task_t* handle) { return handle ? handle->task : nullptr; }
+inline TarnTask* taskOf(task_t* handle) {
+    return handle ? handle->task : nullptr;
+}
 
 } // namespace Orvek

@@ -30,7 +30,7 @@ using Row = std::array<double, kCalibrationColumns>;
 
 } // namespace
 
-void PromParameters::saveCalToFile(std::string path) const {
+void PromParameters::saveCalToFile(const std::string& path) const {
     File file(std::fopen(path.c_str(), "w"));
     if (!file) {
         return;
@@ -50,7 +50,7 @@ void PromParameters::saveCalToFile(std::string path) const {
     }
 }
 
-void PromParameters::loadCalFromFile(std::string path, std::string& errors) {
+void PromParameters::loadCalFromFile(const std::string& path, std::string& errors) {
     File file(std::fopen(path.c_str(), "r"));
     if (!file) {
         return;

@@ -43,7 +43,7 @@ size_t expectedSize(int key) {
 
 } // namespace
 
-void PromParameters::digestPromData(std::vector<PromEntry> entries) {
+void PromParameters::digestPromData(const std::vector<PromEntry>& entries) {
     for (const PromEntry& entry : entries) {
         const int key = entry.key;
         if (key == kPromEndKey) {

@@ -120,7 +120,7 @@ void PromParameters::interpretFullBytestream(const std::vector<int>& bytes) {
         entries =
             deserializeFromBytestream(std::vector<int>(bytes.begin() + entryStart, bytes.end()));
     }
-    digestPromData(std::move(entries));
+    digestPromData(entries);
 }
 
 bool PromParameters::isDescriptorValid(const std::vector<int>& values) const {

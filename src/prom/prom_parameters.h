@@ -88,7 +88,7 @@ public:
     bool isDescriptorValid(const std::vector<int>& values) const;
 
     // --- Digest and build.
-    void digestPromData(std::vector<PromEntry> entries);
+    void digestPromData(const std::vector<PromEntry>& entries);
     // Appends the entries of every present key in ascending key order, then the end marker.
     void buildPromData(std::vector<PromEntry>& entries) const;
 
@@ -96,10 +96,10 @@ public:
     // True only if every calibration key (32..44, 60..72) is present.
     bool hasCalData() const;
     // Writes the 25-column CSV file; a file that cannot be opened is silently skipped.
-    void saveCalToFile(std::string path) const;
+    void saveCalToFile(const std::string& path) const;
     // Replaces the calibration with the file's rows only if every row is valid; problems are
     // appended to `errors`. An unreadable file is silently ignored.
-    void loadCalFromFile(std::string path, std::string& errors);
+    void loadCalFromFile(const std::string& path, std::string& errors);
     // PROM key of calibration column 0..24, or -1.
     static int calibrationKeyForColumn(int column);
     // Calibration column of a PROM key, or -1 when the key holds no calibration column.

@@ -14,8 +14,8 @@ void refuseTransmitterOff(Transmit_Path tx) {
 
 } // namespace
 
-std::shared_ptr<SwitchBoardState> path_to_switch_control(PromParameters params, Transmit_Path tx,
-                                                         Receive_Path rx) {
+std::shared_ptr<SwitchBoardState> path_to_switch_control(const PromParameters& params,
+                                                         Transmit_Path tx, Receive_Path rx) {
     // The board kind is the low nibble of the PROM's switch-board byte. It is read raw so that a
     // kind this library does not know is reported as such rather than as a corrupt PROM.
     switch (params.Switchboard_byte & kSwitchBoardTypeMask) {

@@ -12,8 +12,8 @@
 namespace Orvek {
 
 // Dispatches on the unit's switch-board kind. The parameters are taken by value.
-std::shared_ptr<SwitchBoardState> path_to_switch_control(PromParameters params, Transmit_Path tx,
-                                                         Receive_Path rx);
+std::shared_ptr<SwitchBoardState> path_to_switch_control(const PromParameters& params,
+                                                         Transmit_Path tx, Receive_Path rx);
 
 // These three refuse tx = TARN_TX_PATH_NONE with TarnException
 // "Disabling transmit requires a TDD board!" before validating anything else.

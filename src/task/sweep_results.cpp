@@ -75,7 +75,7 @@ Err_Code TarnTask::TaskHelpers::getDataFromPacketsNormal(const std::vector<Packe
     return ERR_OK;
 }
 
-Err_Code TarnTask::extractSweepData(std::shared_ptr<SwitchBoardState> path, SweepData& out) {
+Err_Code TarnTask::extractSweepData(const std::shared_ptr<SwitchBoardState>& path, SweepData& out) {
     const TaskState& s = *state_;
     if (s.measuredPaths.empty())
         return ERR_NO_PATHS_MEASURED;

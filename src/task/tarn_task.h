@@ -237,7 +237,7 @@ public:
     Err_Code beginAsync();
     Err_Code haltAsync();
     Err_Code interruptMeasurement();
-    Err_Code extractSweepData(std::shared_ptr<SwitchBoardState> path, SweepData& out);
+    Err_Code extractSweepData(const std::shared_ptr<SwitchBoardState>& path, SweepData& out);
     Err_Code extractSweepData(Transmit_Path tx, Receive_Path rx, SweepData& out);
 
     // --- Low power ---
@@ -253,7 +253,8 @@ public:
     // endpoint. ERR_TASK_ARRAY_INVALID, ERR_WRONG_STATE, socket codes.
     static Err_Code broadcastBeginCommand(std::vector<TarnTask*> tasks);
     // The broadcast send itself (to 192.168.1.255, port 1024), run on the first task.
-    Err_Code __broadcastBeginCommand();
+    // Its name is the one the interface has always used, reserved identifier or not.
+    Err_Code __broadcastBeginCommand(); // NOLINT(bugprone-reserved-identifier)
 
 private:
     // TaskHelpers works on the task through these two (it is a friend).

@@ -15,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <tuple>
 #include <vector>
 
 #include "lab_namespace.h"
@@ -235,6 +236,28 @@ TEST(Tarnctl, DumpRestoresABlankUnitAndListsTheUploadedProgram) {
     const std::vector<std::uint8_t> restored = blankUnit.promContents();
     const size_t length = 22 + (original[20] << 8 | original[21]);
     EXPECT_TRUE(std::equal(original.begin(), original.begin() + length, restored.begin()));
+
+    // Both initialise to the same description (field by field: the struct has padding).
+    tarn_hardware_details_t d[2];
+    const int ports[2] = {1263, 1264};
+    for (int i = 0; i < 2; ++i) {
+        task_t* task = createTask();
+        setIPAddress(task, "192.168.1.10");
+        setIPPort(task, ports[i]);
+        ASSERT_EQ(initialize(task, nullptr, nullptr), 0) << "port " << ports[i];
+        d[i] = getHardwareDetails(task);
+        deleteTask(task);
+    }
+    EXPECT_EQ(
+        std::make_tuple(d[0].minimumFrequency, d[0].maximumFrequency, d[0].maximumNumberOfPoints,
+                        d[0].promKey29, d[0].numberOfBandBoundaries, d[0].switchBoardType,
+                        d[0].hasShaftEncoder, d[0].hasSerialPort, d[0].hasSwitchboardAttenuator,
+                        d[0].hasMultipleReceivers, d[0].hasFeature7, d[0].hasFeature6),
+        std::make_tuple(d[1].minimumFrequency, d[1].maximumFrequency, d[1].maximumNumberOfPoints,
+                        d[1].promKey29, d[1].numberOfBandBoundaries, d[1].switchBoardType,
+                        d[1].hasShaftEncoder, d[1].hasSerialPort, d[1].hasSwitchboardAttenuator,
+                        d[1].hasMultipleReceivers, d[1].hasFeature7, d[1].hasFeature6));
+    EXPECT_TRUE(std::equal(d[0].bandBoundaries, d[0].bandBoundaries + 8, d[1].bandBoundaries));
 
     // The offline listing holds, byte for byte, the program a sweep of that unit uploads.
     const std::string sweep = " --start 1000 --stop 2000 --points 11 --hop 7k --gain 6";

@@ -24,7 +24,7 @@ std::string run(const std::string& command) {
 
 TEST(Abi, ExportTableEqualsTheCheckedInListAndCarriesTheSoname) {
     // Defined dynamic symbols: "<value> <type> <name>" per line.
-    std::istringstream lines(run(std::string("nm -D --defined-only ") + TARN_SHARED_LIBRARY));
+    std::istringstream lines(run(std::string(TARN_NM " -D --defined-only ") + TARN_SHARED_LIBRARY));
     std::set<std::string> exported, expected;
     std::string value, type, name, line;
     while (lines >> value >> type >> name)
@@ -38,7 +38,7 @@ TEST(Abi, ExportTableEqualsTheCheckedInListAndCarriesTheSoname) {
         EXPECT_EQ(symbol.find("Orvek"), std::string::npos) << "internal symbol listed: " << symbol;
     EXPECT_EQ(exported, expected);
 
-    const std::string dynamic = run(std::string("objdump -p ") + TARN_SHARED_LIBRARY);
+    const std::string dynamic = run(std::string(TARN_OBJDUMP " -p ") + TARN_SHARED_LIBRARY);
     EXPECT_NE(dynamic.find("SONAME               libtarndll.so.2"), std::string::npos) << dynamic;
 }
 

@@ -39,7 +39,7 @@ std::string scratch(const std::string& name) {
 }
 
 TEST(VnaLibrary, ExportsExactlyTheCheckedInNamesUnderItsSoname) {
-    std::istringstream lines(run(std::string("nm -D --defined-only ") + TARNVNA_SHARED_LIBRARY));
+    std::istringstream lines(run(std::string(TARN_NM " -D --defined-only ") + TARNVNA_SHARED_LIBRARY));
     std::set<std::string> exported, expected;
     std::string value, type, name, line;
     while (lines >> value >> type >> name)
@@ -49,7 +49,7 @@ TEST(VnaLibrary, ExportsExactlyTheCheckedInNamesUnderItsSoname) {
         if (!line.empty() && line[0] != '#')
             expected.insert(line);
     EXPECT_EQ(exported, expected);
-    EXPECT_NE(run(std::string("objdump -p ") + TARNVNA_SHARED_LIBRARY).find("libtarnvna.so.1"),
+    EXPECT_NE(run(std::string(TARN_OBJDUMP " -p ") + TARNVNA_SHARED_LIBRARY).find("libtarnvna.so.1"),
               std::string::npos);
 }
 
