@@ -33,12 +33,8 @@ std::unique_ptr<Orvek::TarnTask> initialisedTask(const std::string& address, std
 struct ModelOptions {
     // Transmitter off at this frequency (MHz): exclusion bands.
     std::function<bool(double)> transmitterOff;
-    // Receive synthesiser offset at this frequency (MHz), added to the intermediate frequency.
-    std::function<double(double)> receiverOffsetMHz;
     // Receive attenuation the test configured in front of the test-port receivers, in dB.
     double testPortLossDb = 0.0;
-    // Largest accepted difference per I or Q value, in counts.
-    int tolerance = 1;
 };
 
 // What a unit's switch board connects when asked for (tx, rx): the pair itself, except where

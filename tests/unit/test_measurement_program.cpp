@@ -199,15 +199,6 @@ TEST_F(MeasurementProgramTest, AuxiliaryBlocksOpenThePassAndCountInTheFirstPacke
     EXPECT_FALSE(contains("freqs", "P0"));
 }
 
-TEST_F(MeasurementProgramTest, TransmitterIsOffInsideExclusionBands) {
-    sweep(4, 3100.0, 100.0);
-    in.transmitterOff = {false, false, true, false};
-    build();
-    // Point 3 is inside: transmit amplifier and RF switch off, no settling delay.
-    EXPECT_EQ(traced("freqs"), "tx rx " + kReg80On + " " + repeat("D", 8) +
-                                   " A tx rx A tx rx 80=05 A tx rx " + kReg80On + " A D P1 D R");
-}
-
 TEST_F(MeasurementProgramTest, JumpTableFollowsPathsModeAndClock) {
     in.paths = {{0x36, "a"}, {-1, "no switch"}, {0x70, "b"}};
     in.measurementType = PROG_ASYNC;

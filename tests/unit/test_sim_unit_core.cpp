@@ -16,8 +16,7 @@ namespace Sim {
 namespace {
 
 constexpr double kRef = 125.0;
-constexpr int kDivide = 100;          // PLL N from 9D 02 (prescaler 16) and B4 64 (B 6, A 4)
-constexpr double kPoint = 361 / 32e6; // hop register 0: 361 master-clock cycles of 32 MHz
+constexpr int kDivide = 100; // PLL N from 9D 02 (prescaler 16) and B4 64 (B 6, A 4)
 
 UnitHardware testHardware() {
     UnitHardware hardware;
@@ -145,27 +144,6 @@ TEST(SimUnitCore, WrongRegistersGiveWrongData) {
     const std::vector<std::string> errors = h.errors();
     ASSERT_EQ(errors.size(), 1u) << "reported once per run";
     EXPECT_NE(errors[0].find("0x82 = 0x55 selects no path"), std::string::npos) << errors[0];
-}
-
-TEST(SimUnitCore, AuxiliaryBlocksComeFirstAndAnFeAfterARequestTakesTheBlock) {
-    Harness h;
-    h.core.serial().setInstrument(false);
-    h.core.serial().feed({'a', 'b', 'c'});
-    h.core.encoders().setRates(1e6, -250.0);
-    // Reset timer and encoders, serial block of 6, a point, serial, encoders, timer, a sample.
-    const std::vector<DataPacket> packets = h.run(setUp(0x01) + "8440 8702 8E06 FD 8708 8701 FE" +
-                                                  "8710 FE" + tuneTo(2000.0) + "FE 8901");
-    ASSERT_EQ(packets.size(), 1u);
-    const std::vector<std::uint8_t>& d = packets[0].datagram;
-    ASSERT_EQ(d.size(), 4u + 6 + 4 + 4 + 4);
-    // Count, four data bytes (zero padded), bytes still waiting.
-    EXPECT_EQ(std::vector<std::uint8_t>(d.begin() + 4, d.begin() + 10),
-              (std::vector<std::uint8_t>{3, 'a', 'b', 'c', 0, 0}));
-    EXPECT_EQ((d[10] << 8) | d[11], static_cast<int>(std::floor(1e6 * kPoint)));
-    EXPECT_EQ((d[12] << 8) | d[13], 0xFFFF); // -250 counts/s: one count below zero
-    // The timer counts master-clock cycles / 256 since its reset: two points later.
-    const std::uint32_t timer = (d[14] << 24) | (d[15] << 16) | (d[16] << 8) | d[17];
-    EXPECT_EQ(timer, static_cast<std::uint32_t>(std::floor(2 * 361 / 256.0)));
 }
 
 TEST(SimUnitCore, CallsJumpsPacketsAndExternalWritesRunAsTheInstructionSetSays) {
