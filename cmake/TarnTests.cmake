@@ -30,7 +30,7 @@ foreach(source ${TARN_UNIT_TESTS})
     add_executable(${name} ${source})
     target_link_libraries(${name} PRIVATE tarn_testsupport GTest::gtest_main ${CMAKE_DL_LIBS})
     add_dependencies(${name} tarndll)
-    if(name MATCHES "^test_vna" AND TARGET tarnvna)
+    if(name MATCHES "^test_(vna|abi)" AND TARGET tarnvna)
         target_link_libraries(${name} PRIVATE tarnvna)
         target_compile_definitions(${name} PRIVATE
             TARNVNA_SHARED_LIBRARY="$<TARGET_FILE:tarnvna>")

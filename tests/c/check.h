@@ -6,22 +6,22 @@
 
 static int check_failures = 0;
 
-#define CHECK_EQ(actual, expected)                                                             \
-    do {                                                                                       \
-        long long check_a = (long long)(actual), check_e = (long long)(expected);              \
-        if (check_a != check_e) {                                                              \
-            fprintf(stderr, "%s:%d: %s is %lld, expected %lld\n", __FILE__, __LINE__, #actual, \
-                    check_a, check_e);                                                         \
-            ++check_failures;                                                                  \
-        }                                                                                      \
+#define CHECK_EQ(actual, expected)                                                                 \
+    do {                                                                                           \
+        long long check_a = (long long)(actual), check_e = (long long)(expected);                  \
+        if (check_a != check_e) {                                                                  \
+            fprintf(stderr, "%s:%d: %s is %lld, expected %lld\n", __FILE__, __LINE__, #actual,     \
+                    check_a, check_e);                                                             \
+            ++check_failures;                                                                      \
+        }                                                                                          \
     } while (0)
 
-#define CHECK(condition)                                                                      \
-    do {                                                                                      \
-        if (!(condition)) {                                                                   \
-            fprintf(stderr, "%s:%d: %s is false\n", __FILE__, __LINE__, #condition);          \
-            ++check_failures;                                                                 \
-        }                                                                                     \
+#define CHECK(condition)                                                                           \
+    do {                                                                                           \
+        if (!(condition)) {                                                                        \
+            fprintf(stderr, "%s:%d: %s is false\n", __FILE__, __LINE__, #condition);               \
+            ++check_failures;                                                                      \
+        }                                                                                          \
     } while (0)
 
 #endif

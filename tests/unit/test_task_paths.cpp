@@ -28,26 +28,6 @@ int registerValueAt(TarnTask& task, std::size_t index) {
 
 } // namespace
 
-TEST(MeasuredPaths, PathsAreKeptInTheOrderAddedAndDuplicatesRefused) {
-    auto task = makeStoppedTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_OK);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_3), ERR_OK);
-    ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_3, TARN_RX_PATH_NONE), ERR_OK);
-    EXPECT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_PATH_ALREADY_MEASURED);
-    int count = 0;
-    ASSERT_EQ(task->getMeasuredPathCount(count), ERR_OK);
-    EXPECT_EQ(count, 3);
-    // Register values of the simple four-port board: 0x10 | tx | rx.
-    EXPECT_EQ(registerValueAt(*task, 0), 0x52);
-    EXPECT_EQ(registerValueAt(*task, 1), 0x16);
-    EXPECT_EQ(registerValueAt(*task, 2), 0x70);
-
-    ASSERT_EQ(task->clearMeasuredPaths(), ERR_OK);
-    ASSERT_EQ(task->getMeasuredPathCount(count), ERR_OK);
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_OK);
-}
-
 TEST(MeasuredPaths, AllPathsMustBelongToOneKindOfBoard) {
     auto task = makeStoppedTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH);
     ASSERT_EQ(task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_2), ERR_OK);
