@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 
 #include "foreign_flood.h"
@@ -22,15 +21,6 @@
 namespace {
 
 constexpr uint16_t port = 1142;
-
-long rssKiB() {
-    std::ifstream status("/proc/self/status");
-    long value = 0;
-    for (std::string line; std::getline(status, line);)
-        if (std::sscanf(line.c_str(), "VmRSS: %ld", &value) == 1)
-            return value;
-    return -1;
-}
 
 void floodDuringStreaming(benchmark::State& state) {
     const std::string problem = tarnlab::hostSideProblem();
@@ -46,7 +36,7 @@ void floodDuringStreaming(benchmark::State& state) {
         state.SkipWithError("cannot start the simulated unit");
         return;
     }
-    const long quiet = rssKiB();
+    const long quiet = tarnlab::residentKiB();
     using namespace Orvek;
     for (auto _ : state) {
         TarnTask task;
@@ -65,7 +55,7 @@ void floodDuringStreaming(benchmark::State& state) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
         while (std::chrono::steady_clock::now() < end) {
             (task.measure() == ERR_OK ? sweeps : failures) += 1;
-            peak = std::max(peak, rssKiB());
+            peak = std::max(peak, tarnlab::residentKiB());
         }
         const auto counters =
             dynamic_cast<SocketManager&>(*TarnTaskTestAccess::state(task).socketManager).counters();
@@ -78,7 +68,7 @@ void floodDuringStreaming(benchmark::State& state) {
                     seconds, 200, sweeps, failures, flood.sent(), counters.foreignDropped, quiet,
                     peak, (peak - quiet) / 1024.0);
     }
-    std::printf("RSS after the task was deleted: %ld KiB\n", rssKiB());
+    std::printf("RSS after the task was deleted: %ld KiB\n", tarnlab::residentKiB());
 }
 
 } // namespace

@@ -35,15 +35,6 @@ struct LinkTransport : ::testing::Test {
     }
 };
 
-long rssKiB() {
-    std::ifstream status("/proc/self/status");
-    long value = 0;
-    for (std::string line; std::getline(status, line);)
-        if (std::sscanf(line.c_str(), "VmRSS: %ld", &value) == 1)
-            return value;
-    return -1;
-}
-
 TEST_F(LinkTransport, LongMessagesAreSplitAt1400BytesAndPaced) {
     const int unit = tarnlab::unitsSideSocket(unitA, port);
     ASSERT_GE(unit, 0);
@@ -106,7 +97,7 @@ TEST(LinkFlood, SweepsGoOnAndMemoryStaysBoundedWhileStrangersFloodThePort) {
     tarnlab::SimulatedUnits units;
     units.add("simple-4port", "192.168.1.12", port);
     ASSERT_EQ(units.start(), "");
-    const long quietKiB = rssKiB();
+    const long quietKiB = tarnlab::residentKiB();
     ASSERT_GT(quietKiB, 0);
     {
         Orvek::TarnTask task;
@@ -129,9 +120,9 @@ TEST(LinkFlood, SweepsGoOnAndMemoryStaysBoundedWhileStrangersFloodThePort) {
                                   *Orvek::TarnTaskTestAccess::state(task).socketManager)
                                   .counters();
         EXPECT_GT(counters.foreignDropped, 10000u);
-        EXPECT_LT(rssKiB() - quietKiB, 64 * 1024);
+        EXPECT_LT(tarnlab::residentKiB() - quietKiB, 64 * 1024);
         std::printf("%d sweeps, %zu foreign datagrams, RSS %ld -> %ld KiB\n", sweeps, flood.sent(),
-                    quietKiB, rssKiB());
+                    quietKiB, tarnlab::residentKiB());
         EXPECT_EQ(task.stop(), Orvek::ERR_OK);
     }
 }

@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "lab_namespace.h"
@@ -43,6 +45,15 @@ ForeignFlood::~ForeignFlood() {
     sender.join();
     for (int fd : sockets)
         close(fd);
+}
+
+long residentKiB() {
+    std::ifstream status("/proc/self/status");
+    long value = 0;
+    for (std::string line; std::getline(status, line);)
+        if (std::sscanf(line.c_str(), "VmRSS: %ld", &value) == 1)
+            return value;
+    return -1;
 }
 
 } // namespace tarnlab

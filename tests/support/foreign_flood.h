@@ -24,4 +24,7 @@ private:
     std::thread sender;
 };
 
+// This process's resident memory (KiB), to show what a flood costs; -1 when unreadable.
+long residentKiB();
+
 } // namespace tarnlab
