@@ -7,6 +7,7 @@ package, then the system's loader path.
 """
 
 import ctypes
+import functools
 import os
 from ctypes import (CFUNCTYPE, POINTER, Structure, c_bool, c_char_p, c_double, c_int,
                     c_size_t, c_ubyte, c_uint, c_ushort, c_void_p)
@@ -179,6 +180,7 @@ _declare(vna, _VNA_FUNCTIONS)
 BOUND = {"libtarndll": (dll, tuple(_DLL_FUNCTIONS)), "libtarnvna": (vna, tuple(_VNA_FUNCTIONS))}
 
 
+@functools.lru_cache(maxsize=None)
 def constant(name):
     """An enumerator's value as the driver exports it (every enumerator is a global int)."""
     return c_int.in_dll(dll, name).value

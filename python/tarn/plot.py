@@ -43,11 +43,14 @@ def figure(path):
         for j in range(ports):
             name = f"S{i + 1}{j + 1}"
             values = s[:, i, j]
+            # Reciprocal and symmetric devices overlay traces: the later ones dashed.
+            solid = i > j or i == j == 0
+            style = {"label": name, "linestyle": "-" if solid else "--"}
             with np.errstate(divide="ignore"):
-                magnitude.plot(freq_mhz, 20 * np.log10(np.abs(values)), label=name)
-            phase.plot(freq_mhz, np.degrees(np.angle(values)), label=name)
+                magnitude.plot(freq_mhz, 20 * np.log10(np.abs(values)), **style)
+            phase.plot(freq_mhz, np.degrees(np.angle(values)), **style)
             if i == j:
-                smith.plot(values.real, values.imag, label=name)
+                smith.plot(values.real, values.imag, **style)
     magnitude.set_ylabel("magnitude (dB)")
     phase.set_ylabel("phase (degrees)")
     phase.set_xlabel("frequency (MHz)")
