@@ -9,6 +9,7 @@ import ctypes
 import ipaddress
 import math
 import time
+import weakref
 
 import numpy as np
 
@@ -124,7 +125,8 @@ class Unit:
         if not self._task:
             raise MemoryError("the driver could not create a task")
         self.address, self.port = address, port
-        self._stream = None
+        self._stream_ref = None
+        self._free_run_halted = False
         self._paths = []
         self._receivers = (0,)
         try:
@@ -132,7 +134,8 @@ class Unit:
             check(dll.setIPPort(self._task, port), "port")
             check(dll.setTimeout(self._task, timeout_ms), "time-out")
             adapter = _Progress(progress) if progress else None
-            code = dll.initialize(self._task, adapter.c_function if adapter else None, None)
+            code = dll.initialize(self._task, adapter.c_function if adapter else _lib.PROGRESS(),
+                                  None)
             if adapter and adapter.error is not None:
                 raise adapter.error
             check(code, f"cannot initialise the unit at {address}:{port}")
@@ -152,6 +155,16 @@ class Unit:
 
     def __repr__(self):
         return f"Unit({self.address}:{self.port}, {self.details!r})"
+
+    @property
+    def _stream(self):
+        # Held weakly: a loop left with break drops the last reference, and the stream halts
+        # the unit at once instead of whenever the garbage collector breaks a cycle.
+        return self._stream_ref() if self._stream_ref else None
+
+    @_stream.setter
+    def _stream(self, stream):
+        self._stream_ref = weakref.ref(stream) if stream is not None else None
 
     def close(self):
         """Halts the unit if it is sweeping and releases the task; safe to call twice."""
@@ -286,9 +299,16 @@ class Unit:
         if dll.getState(task) >= constant("TASK_STARTED") and \
                 dll.getMeasurementType(task) == kind:
             return
+        was_running = dll.getState(task) == constant("TASK_RUNNING") or self._free_run_halted
         self._halt()
         check(dll.setMeasurementType(task, kind), "measurement type")
-        check(dll.start(task), "cannot start the sweep")
+        code = dll.start(task)
+        if code == constant("ERR_BYTES") and was_running:
+            # Packets of a free run the unit sent just before it halted can still arrive while
+            # start() uploads; start() verifies what it uploads, so a second try is safe.
+            code = dll.start(task)
+        check(code, "cannot start the sweep")
+        self._free_run_halted = False
 
     def sweep(self):
         """Measures once and returns the Sweep."""
@@ -395,8 +415,12 @@ class Stream:
         for unit in getattr(self, "_units", ()):
             if unit._stream is self or unit._stream is None:
                 unit._stream = None
-                if unit._task is not None:
-                    unit._halt()
+                # Only the free running ends: the uploaded program stays, so the next stream
+                # begins without uploading it again.
+                if unit._task is not None and \
+                        dll.getState(unit._task) == constant("TASK_RUNNING"):
+                    dll.haltAsync(unit._task)
+                    unit._free_run_halted = True
 
 
 class UnitArray:
