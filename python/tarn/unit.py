@@ -126,7 +126,6 @@ class Unit:
             raise MemoryError("the driver could not create a task")
         self.address, self.port = address, port
         self._stream_ref = None
-        self._free_run_halted = False
         self._paths = []
         self._receivers = (0,)
         try:
@@ -182,8 +181,8 @@ class Unit:
         return self._task
 
     def _halt(self):
-        state = dll.getState(self._task)
-        if state == constant("TASK_RUNNING"):
+        # stop() leaves the task stopped even when the unit's answer to the halt is lost.
+        if dll.getState(self._task) == constant("TASK_RUNNING"):
             dll.haltAsync(self._task)
         if dll.getState(self._task) >= constant("TASK_STARTED"):
             dll.stop(self._task)
@@ -299,16 +298,10 @@ class Unit:
         if dll.getState(task) >= constant("TASK_STARTED") and \
                 dll.getMeasurementType(task) == kind:
             return
-        was_running = dll.getState(task) == constant("TASK_RUNNING") or self._free_run_halted
         self._halt()
         check(dll.setMeasurementType(task, kind), "measurement type")
         code = dll.start(task)
-        if code == constant("ERR_BYTES") and was_running:
-            # Packets of a free run the unit sent just before it halted can still arrive while
-            # start() uploads; start() verifies what it uploads, so a second try is safe.
-            code = dll.start(task)
         check(code, "cannot start the sweep")
-        self._free_run_halted = False
 
     def sweep(self):
         """Measures once and returns the Sweep."""
@@ -415,12 +408,8 @@ class Stream:
         for unit in getattr(self, "_units", ()):
             if unit._stream is self or unit._stream is None:
                 unit._stream = None
-                # Only the free running ends: the uploaded program stays, so the next stream
-                # begins without uploading it again.
-                if unit._task is not None and \
-                        dll.getState(unit._task) == constant("TASK_RUNNING"):
-                    dll.haltAsync(unit._task)
-                    unit._free_run_halted = True
+                if unit._task is not None:
+                    unit._halt()
 
 
 class UnitArray:
