@@ -51,3 +51,8 @@ endif()
 if(TARGET tarnctl)
     install(TARGETS tarnctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
+
+# The Python package; installed there it finds the libraries two folders up (<prefix>/lib).
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/tarn
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/python3/dist-packages
+        PATTERN "__pycache__" EXCLUDE)
