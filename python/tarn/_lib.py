@@ -9,8 +9,8 @@ package, then the system's loader path.
 import ctypes
 import functools
 import os
-from ctypes import (CFUNCTYPE, POINTER, Structure, c_bool, c_char_p, c_double, c_int,
-                    c_size_t, c_ubyte, c_uint, c_ushort, c_void_p)
+from ctypes import (CFUNCTYPE, POINTER, Structure, c_bool, c_char_p, c_double, c_int, c_ubyte,
+                    c_uint, c_ushort, c_void_p)
 
 _DLL_NAMES = ("libtarndll.so.2", "libtarndll.so")
 _VNA_NAMES = ("libtarnvna.so.2", "libtarnvna.so.1", "libtarnvna.so")

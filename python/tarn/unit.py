@@ -21,7 +21,6 @@ from .sweep import Sweep, parse_path
 HOP_NAMES = ("90k", "45k", "30k", "15k", "7k", "3k", "2k", "1k", "550", "312", "156", "78", "39",
              "20")
 SWITCH_BOARDS = {0: "none", 1: "simple-4port", 2: "tdd-4port", 3: "simple-8port", 4: "s-param"}
-_MAX_U32 = 0xFFFFFFFF
 # The unit's control register selects bands 0 to 3 only.
 _SELECTABLE_BANDS = 4
 
@@ -235,6 +234,8 @@ class Unit:
         path_list = self._path_list(paths)
 
         self._stop_for_settings()
+        # Until every setting is in, sweep() must not start a half-configured task.
+        self._paths = []
         check(dll.setHopRate(task, rate), "hop rate")
         if frequencies_mhz is not None:
             check(dll.setFrequencies(task, np.ascontiguousarray(plan).ctypes.data_as(
