@@ -1,6 +1,6 @@
 # Installs the shared libraries with their SONAME links and public headers, each with a
 # pkg-config file and a CMake package (find_package(tarndll) -> tarndll::tarndll, and the same
-# for tarnvna), plus the simulator and the command-line tool.
+# for tarnvna), plus the simulator, the command-line tool and the Python package.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
