@@ -12,11 +12,21 @@ raises TarnError (code, name, text, hint); a bad argument raises ValueError befo
 reaches the driver.
 """
 
-from ._lib import TarnError, constant, version
-from .files import read_csv, read_touchstone, write_csv, write_touchstone
-from .sweep import Sweep, parse_path, s_name
-from .unit import HOP_NAMES, Details, Stream, Unit, UnitArray
+import importlib
 
-__all__ = ["TarnError", "constant", "version", "read_csv", "read_touchstone", "write_csv",
-           "write_touchstone", "Sweep", "parse_path", "s_name", "HOP_NAMES", "Details", "Stream",
-           "Unit", "UnitArray"]
+# Imported on first use, so that `python3 -m tarn --help` and its one-line errors work even
+# where numpy or the libraries are missing.
+_EXPORTS = {
+    "._lib": ("TarnError", "constant", "version"),
+    ".files": ("read_csv", "read_touchstone", "write_csv", "write_touchstone"),
+    ".sweep": ("Sweep", "parse_path", "s_name"),
+    ".unit": ("HOP_NAMES", "Details", "Stream", "Unit", "UnitArray"),
+}
+_MODULE_OF = {name: module for module, names in _EXPORTS.items() for name in names}
+__all__ = sorted(_MODULE_OF)
+
+
+def __getattr__(name):
+    if name not in _MODULE_OF:
+        raise AttributeError(f"module 'tarn' has no attribute {name!r}")
+    return getattr(importlib.import_module(_MODULE_OF[name], __name__), name)

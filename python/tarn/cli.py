@@ -293,6 +293,9 @@ def main(argv=None):
         print("tarn: interrupted", file=sys.stderr)
         return EXIT_CANCELLED
     except ImportError as error:
+        if error.name in ("numpy", "matplotlib"):
+            error = (f"{error.name} is missing for {sys.executable}: install python3-"
+                     f"{error.name} (scripts/setup does)")
         print(f"tarn: {error}", file=sys.stderr)
         return EXIT_UNIT
     except OSError as error:
