@@ -7,7 +7,7 @@
 // error model; the receivers see the DUT through them.
 //
 // Every term is a smooth function of frequency (a coupler's magnitude slope, a short line's
-// phase), so a table of a few dozen points describes it to well under 1e-3.
+// phase), so a table of a few dozen points describes it to a few parts in 1e5.
 #include <array>
 #include <string>
 

@@ -60,8 +60,8 @@ void setPresent(PromParameters& p, std::initializer_list<int> keys) {
 }
 
 // The factory calibration: the unit's own error box measured at 25 points across the plan,
-// close enough for linear interpolation to stay well under 1e-3 (its terms turn by under
-// 0.1 rad between points). Keeping the table short keeps the PROM quick to read.
+// close enough for linear interpolation to stay within a few parts in 1e5 (its terms turn by
+// under 0.02 rad between points). Keeping the table short keeps the PROM quick to read.
 void addCalibration(PromParameters& p, const FrequencyPlan& plan, const ErrorBox& box) {
     const int points = 25;
     p.Number_of_calibration_points = points;

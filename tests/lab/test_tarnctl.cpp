@@ -147,7 +147,7 @@ TEST(Tarnctl, TouchstoneReadsBackToWhatTheUnitMeasured) {
             ::testing::TempDir() + "tarnctl_sweep.s" + std::to_string(c.ports) + "p";
         std::remove(output.c_str());
         const Result run = tarnctl("sweep -p " + std::to_string(c.port) + " " + c.range +
-                                   " --points 21 -o " + output);
+                                   " --points 21 --raw -o " + output);
         ASSERT_EQ(run.exitCode, 0) << run.err;
 
         const Touchstone file = readTouchstone(output, c.ports);

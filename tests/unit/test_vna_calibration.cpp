@@ -1,5 +1,6 @@
-// libtarnvna's 12-term calibration against the simulator's error box: correction recovers the
-// DUT, SOLT recovers the box, tables interpolate and survive their file.
+// libtarnvna's calibration against the simulated unit's own physics (no quantisation, no
+// noise): SOLT recovers the error box the simulator puts between its receivers and the DUT,
+// correction recovers the DUT, and tables interpolate, refuse and store as they promise.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,207 +8,238 @@
 #include <string>
 #include <vector>
 
-#include "sim/dut_model.h"
-#include "sim/error_box.h"
+#include "sim/profiles.h"
+#include "sim/rf_model.h"
 #include "tarnvna.h"
 
 namespace {
 
-using Orvek::Sim::Complex;
+using Complex = std::complex<double>;
 using Orvek::Sim::DutModel;
-using Orvek::Sim::ErrorBox;
+using Orvek::Sim::ElementKind;
 
-const ErrorBox kBox = ErrorBox::forProfile("s-param");
+// The four raw ratios (receiver 0 / receiver 1) of the s-param unit with `dut` on its ports,
+// as a two-port network: what the simulator's receivers see before the ADC.
+struct Raw {
+    std::vector<double> freq, re, im;
+    tarnvna_network_t net() {
+        return {2, static_cast<unsigned>(freq.size()), freq.data(), re.data(), im.data()};
+    }
+};
 
-std::vector<double> linear(double from, double to, unsigned points) {
-    std::vector<double> f(points);
-    for (unsigned k = 0; k < points; ++k)
-        f[k] = from + (to - from) * k / (points - 1);
+Raw measure(const DutModel& dut, const std::vector<double>& freqs) {
+    const Orvek::Sim::RfModel rf(dut, Orvek::Sim::ErrorBox::forProfile("s-param"));
+    Raw raw{freqs, {}, {}};
+    for (double f : freqs)
+        for (int out = 0; out < 2; ++out)
+            for (int in = 0; in < 2; ++in) {
+                Orvek::Sim::SwitchPath path;
+                path.txPort = in;
+                path.rxPort = out;
+                const auto state = Orvek::Sim::RfState::tuned(f, path);
+                const Complex ratio = rf.wave(state, 0) / rf.wave(state, 1);
+                raw.re.push_back(ratio.real());
+                raw.im.push_back(ratio.imag());
+            }
+    return raw;
+}
+
+DutModel both(ElementKind kind, double offsetNs) {
+    DutModel dut;
+    dut.terminate(0, kind, offsetNs);
+    dut.terminate(1, kind, offsetNs);
+    return dut;
+}
+
+std::vector<double> sweep(double start, double stop, int points) {
+    std::vector<double> f;
+    for (int k = 0; k < points; ++k)
+        f.push_back(start + (stop - start) * k / (points - 1));
     return f;
 }
 
-// Owns what the library hands out or takes.
-struct Network {
-    tarnvna_network_t n{};
-    Network() = default;
-    Network(unsigned ports, const std::vector<double>& freqs) {
-        n.ports = ports;
-        n.points = static_cast<unsigned>(freqs.size());
-        n.freq_mhz = static_cast<double*>(std::calloc(freqs.size(), sizeof(double)));
-        n.re = static_cast<double*>(std::calloc(freqs.size() * ports * ports, sizeof(double)));
-        n.im = static_cast<double*>(std::calloc(freqs.size() * ports * ports, sizeof(double)));
-        std::copy(freqs.begin(), freqs.end(), n.freq_mhz);
-    }
-    ~Network() { tarnvna_network_free(&n); }
-    Complex at(unsigned k, unsigned out, unsigned in) const {
-        const size_t i = (size_t{k} * n.ports + out) * n.ports + in;
-        return {n.re[i], n.im[i]};
-    }
-    void set(unsigned k, unsigned out, unsigned in, Complex v) {
-        const size_t i = (size_t{k} * n.ports + out) * n.ports + in;
-        n.re[i] = v.real();
-        n.im[i] = v.imag();
-    }
-};
-
-struct Cal {
-    tarnvna_cal_t c{};
-    ~Cal() { tarnvna_cal_free(&c); }
-    Complex term(unsigned k, unsigned t) const {
-        return {c.re[k * TARNVNA_TERMS + t], c.im[k * TARNVNA_TERMS + t]};
-    }
-};
-
-// What the unit's receivers report for `dut` through the box: [out][in] as measured with port
-// `in` driving; a one-port sweep has only port 1's reflection.
-void measure(const DutModel& dut, const std::vector<double>& freqs, unsigned ports, Network& raw) {
-    new (&raw) Network(ports, freqs);
-    for (unsigned k = 0; k < freqs.size(); ++k)
-        for (unsigned out = 0; out < ports; ++out)
-            for (unsigned in = 0; in < ports; ++in)
-                raw.set(k, out, in, kBox.rawRatio(dut, in, out, freqs[k]));
-}
-
-void boxTable(const std::vector<double>& freqs, Cal& cal) {
-    cal.c.points = static_cast<unsigned>(freqs.size());
-    cal.c.freq_mhz = static_cast<double*>(std::calloc(freqs.size(), sizeof(double)));
-    cal.c.re = static_cast<double*>(std::calloc(freqs.size() * TARNVNA_TERMS, sizeof(double)));
-    cal.c.im = static_cast<double*>(std::calloc(freqs.size() * TARNVNA_TERMS, sizeof(double)));
-    for (unsigned k = 0; k < freqs.size(); ++k) {
-        cal.c.freq_mhz[k] = freqs[k];
-        const auto terms = kBox.terms(freqs[k]);
-        for (unsigned t = 0; t < TARNVNA_TERMS; ++t) {
-            cal.c.re[k * TARNVNA_TERMS + t] = terms[t].real();
-            cal.c.im[k * TARNVNA_TERMS + t] = terms[t].imag();
-        }
-    }
-}
-
-TEST(VnaCalibration, CorrectionRecoversTheDutBehindTheBox) {
-    const std::vector<double> freqs = linear(800.0, 1200.0, 41);
-    Cal cal;
-    boxTable(freqs, cal);
+TEST(VnaCalibration, SoltRecoversTheSimulatedErrorBox) {
+    const std::vector<double> freqs = sweep(400.0, 6400.0, 61);
+    const Orvek::Sim::ErrorBox box = Orvek::Sim::ErrorBox::forProfile("s-param");
     struct Case {
-        const char* dut;
-        unsigned ports;
-    } cases[] = {
-        {"filter:0-1:1000:100", 2}, {"thru:0-1:0.3:1", 2}, {"short:0:0.05", 1}, {"open:0", 1}};
+        const char* name;
+        double offsetNs; // the reflection standards' offset line
+        double thruNs;   // the thru's length (0: flush)
+    } cases[] = {{"ideal standards", 0.0, 0.0}, {"offset standards, long thru", 0.015, 0.08}};
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.dut);
-        const DutModel dut = DutModel::parse(c.dut);
-        Network raw, corrected;
-        measure(dut, freqs, c.ports, raw);
-        ASSERT_EQ(tarnvna_cal_apply(&cal.c, 0, &raw.n, &corrected.n), 0);
-        double rawError = 0.0, error = 0.0;
-        for (unsigned k = 0; k < freqs.size(); ++k)
-            for (unsigned out = 0; out < c.ports; ++out)
-                for (unsigned in = 0; in < c.ports; ++in) {
-                    const Complex truth = dut.s(out, in, freqs[k]);
-                    error = std::max(error, std::abs(corrected.at(k, out, in) - truth));
-                    rawError = std::max(rawError, std::abs(raw.at(k, out, in) - truth));
-                }
-        EXPECT_LT(error, 1e-12);
-        EXPECT_GT(rawError, 0.05);
-    }
-}
+        SCOPED_TRACE(c.name);
+        DutModel thru;
+        thru.connectThru(0, 1, c.thruNs, 0.0);
+        Raw shorts = measure(both(ElementKind::Short, c.offsetNs), freqs);
+        Raw opens = measure(both(ElementKind::Open, c.offsetNs), freqs);
+        Raw loads = measure(both(ElementKind::Load, 0.0), freqs);
+        Raw thrus = measure(thru, freqs);
+        tarnvna_network_t s = shorts.net(), o = opens.net(), l = loads.net(), t = thrus.net();
+        tarnvna_solt_t solt{};
+        solt.shorts = &s;
+        solt.opens = &o;
+        solt.loads = &l;
+        solt.thru = &t;
 
-TEST(VnaCalibration, InterpolatesLinearlyAndRefusesToExtrapolate) {
-    Cal cal;
-    boxTable({1000.0, 2000.0}, cal);
-    const double inside[] = {1000.0, 1250.0, 2000.0};
-    Cal result;
-    ASSERT_EQ(tarnvna_cal_interpolate(&cal.c, inside, 3, 0, &result.c), 0);
-    for (unsigned t = 0; t < TARNVNA_TERMS; ++t) {
-        EXPECT_EQ(result.term(0, t), cal.term(0, t));
-        EXPECT_EQ(result.term(2, t), cal.term(1, t));
-        EXPECT_LT(std::abs(result.term(1, t) - (0.75 * cal.term(0, t) + 0.25 * cal.term(1, t))),
-                  1e-15);
-    }
-    const double outside[] = {1500.0, 2000.5};
-    Cal refused, clamped;
-    EXPECT_EQ(tarnvna_cal_interpolate(&cal.c, outside, 2, 0, &refused.c),
-              Orvek::ERR_FREQ_OUT_OF_BOUNDS);
-    EXPECT_EQ(refused.c.points, 0u);
-    ASSERT_EQ(tarnvna_cal_interpolate(&cal.c, outside, 2, TARNVNA_CAL_EXTRAPOLATE, &clamped.c), 0);
-    EXPECT_EQ(clamped.term(1, TARNVNA_ETR), cal.term(1, TARNVNA_ETR));
-
-    Network raw(2, {999.0}), corrected;
-    EXPECT_EQ(tarnvna_cal_apply(&cal.c, 0, &raw.n, &corrected.n), Orvek::ERR_FREQ_OUT_OF_BOUNDS);
-    cal.c.freq_mhz[1] = cal.c.freq_mhz[0];
-    EXPECT_EQ(tarnvna_cal_interpolate(&cal.c, inside, 1, 0, &result.c), Orvek::ERR_BAD_CAL);
-}
-
-struct Standards {
-    Network shorts, opens, loads, thru;
-    explicit Standards(const std::vector<double>& freqs, const std::string& offset = "") {
-        measure(DutModel::parse("short:0" + offset + ",short:1" + offset), freqs, 2, shorts);
-        measure(DutModel::parse("open:0" + offset + ",open:1" + offset), freqs, 2, opens);
-        measure(DutModel::parse("load:0,load:1"), freqs, 2, loads);
-        measure(DutModel::parse("thru:0-1:0:0"), freqs, 2, thru);
-    }
-    tarnvna_solt_t solt() const { return {&shorts.n, &opens.n, &loads.n, &thru.n, {}, {}, {}, {}}; }
-};
-
-TEST(VnaCalibration, SoltRecoversTheBoxWithIdealAndModelledStandards) {
-    const std::vector<double> freqs = linear(400.0, 6400.0, 61);
-    Network models[2];
-    tarnvna_standard_t offsetShort{TARNVNA_STANDARD_SHORT, 40.0, 0, 0, {}, {}, 0};
-    tarnvna_standard_t offsetOpen{TARNVNA_STANDARD_OPEN, 40.0, 0, 0, {}, {}, 0};
-    ASSERT_EQ(tarnvna_standard_model(&offsetShort, freqs.data(), 61, &models[0].n), 0);
-    ASSERT_EQ(tarnvna_standard_model(&offsetOpen, freqs.data(), 61, &models[1].n), 0);
-    for (const char* offset : {"", ":0.04"}) {
-        SCOPED_TRACE(offset);
-        Standards standards(freqs, offset);
-        tarnvna_solt_t solt = standards.solt();
-        if (*offset)
+        // The standards as the user would describe them: coefficients, and a thru file's data.
+        tarnvna_network_t shortModel{}, openModel{};
+        Raw thruModel{freqs, std::vector<double>(freqs.size() * 4),
+                      std::vector<double>(freqs.size() * 4)};
+        tarnvna_network_t thruNet = thruModel.net();
+        if (c.offsetNs > 0.0) {
+            tarnvna_standard_t standard{};
+            standard.offset_delay_ps = c.offsetNs * 1000.0;
+            standard.kind = TARNVNA_STANDARD_SHORT;
+            ASSERT_EQ(tarnvna_standard_model(&standard, freqs.data(), 61, &shortModel), 0);
+            standard.kind = TARNVNA_STANDARD_OPEN;
+            ASSERT_EQ(tarnvna_standard_model(&standard, freqs.data(), 61, &openModel), 0);
             for (int p = 0; p < 2; ++p) {
-                solt.short_model[p] = &models[0].n;
-                solt.open_model[p] = &models[1].n;
+                solt.short_model[p] = &shortModel;
+                solt.open_model[p] = &openModel;
             }
-        Cal cal;
-        ASSERT_EQ(tarnvna_cal_solt(&solt, &cal.c), 0);
+        }
+        if (c.thruNs > 0.0) {
+            for (size_t k = 0; k < freqs.size(); ++k)
+                for (int e = 0; e < 4; ++e) {
+                    const Complex v = thru.s(e / 2, e % 2, freqs[k]);
+                    thruModel.re[k * 4 + e] = v.real();
+                    thruModel.im[k * 4 + e] = v.imag();
+                }
+            solt.thru_model = &thruNet;
+        }
+        tarnvna_cal_t cal{};
+        ASSERT_EQ(tarnvna_cal_solt(&solt, &cal), 0);
         double worst = 0.0;
-        for (unsigned k = 0; k < freqs.size(); ++k) {
-            const auto terms = kBox.terms(freqs[k]);
-            for (unsigned t = 0; t < TARNVNA_TERMS; ++t)
-                worst = std::max(worst, std::abs(cal.term(k, t) - terms[t]));
+        for (unsigned k = 0; k < cal.points; ++k) {
+            const auto terms = box.terms(cal.freq_mhz[k]);
+            for (int term = 0; term < TARNVNA_TERMS; ++term)
+                worst =
+                    std::max(worst, std::abs(Complex(cal.re[k * 12 + term], cal.im[k * 12 + term]) -
+                                             terms[term]));
         }
         EXPECT_LT(worst, 1e-6);
+
+        // The terms take the box out again: the filter bench's S-parameters come back.
+        const DutModel bench = DutModel::standardBench(400.0, 6400.0);
+        Raw filter = measure(bench, freqs);
+        tarnvna_network_t raw = filter.net(), corrected{};
+        ASSERT_EQ(tarnvna_cal_apply(&cal, 0, &raw, &corrected), 0);
+        double error = 0.0, rawError = 0.0;
+        for (unsigned k = 0; k < corrected.points; ++k)
+            for (int e = 0; e < 4; ++e) {
+                const Complex truth = bench.s(e / 2, e % 2, freqs[k]);
+                error = std::max(
+                    error,
+                    std::abs(Complex(corrected.re[k * 4 + e], corrected.im[k * 4 + e]) - truth));
+                rawError = std::max(
+                    rawError, std::abs(Complex(raw.re[k * 4 + e], raw.im[k * 4 + e]) - truth));
+            }
+        EXPECT_LT(error, 1e-9);
+        EXPECT_GT(rawError, 0.05);
+        tarnvna_network_free(&corrected);
+        tarnvna_network_free(&shortModel);
+        tarnvna_network_free(&openModel);
+        tarnvna_cal_free(&cal);
     }
-    // Opens where the shorts should be: the standards no longer determine the terms.
-    Standards standards(freqs);
-    tarnvna_solt_t solt = standards.solt();
-    solt.shorts = &standards.opens.n;
-    Cal cal;
-    EXPECT_EQ(tarnvna_cal_solt(&solt, &cal.c), Orvek::ERR_BAD_CAL);
 }
 
-TEST(VnaCalibration, SavedTableCorrectsAsTheOneItCameFrom) {
-    const std::vector<double> freqs = linear(900.0, 1100.0, 21);
-    Standards standards(freqs);
-    const tarnvna_solt_t solt = standards.solt();
-    Cal solved, loaded, reloaded;
-    ASSERT_EQ(tarnvna_cal_solt(&solt, &solved.c), 0);
-    const std::string path = ::testing::TempDir() + "vna_cal.csv";
-    ASSERT_EQ(tarnvna_cal_write(path.c_str(), &solved.c), 0);
-    ASSERT_EQ(tarnvna_cal_read(path.c_str(), &loaded.c), 0);
-    ASSERT_EQ(tarnvna_cal_write(path.c_str(), &loaded.c), 0);
-    ASSERT_EQ(tarnvna_cal_read(path.c_str(), &reloaded.c), 0);
+TEST(VnaCalibration, StandardsThatDoNotDetermineTheTermsAreRefused) {
+    const std::vector<double> freqs = sweep(1000.0, 2000.0, 3);
+    Raw shorts = measure(both(ElementKind::Short, 0.0), freqs);
+    Raw loads = measure(both(ElementKind::Load, 0.0), freqs);
+    tarnvna_network_t s = shorts.net(), l = loads.net();
+    tarnvna_solt_t solt{&s, &s, &l, &l, {}, {}, {}, nullptr}; // the short again as the open
+    tarnvna_cal_t cal{};
+    EXPECT_EQ(tarnvna_cal_solt(&solt, &cal), Orvek::ERR_BAD_CAL);
+    // With a real open, a thru that passes nothing is refused as well.
+    Raw opens = measure(both(ElementKind::Open, 0.0), freqs);
+    tarnvna_network_t o = opens.net();
+    solt.opens = &o;
+    EXPECT_EQ(tarnvna_cal_solt(&solt, &cal), Orvek::ERR_BAD_CAL);
+}
 
-    Network raw, fromSolved, fromLoaded, fromReloaded;
-    measure(DutModel::parse("filter:0-1:1000:100"), freqs, 2, raw);
-    ASSERT_EQ(tarnvna_cal_apply(&solved.c, 0, &raw.n, &fromSolved.n), 0);
-    ASSERT_EQ(tarnvna_cal_apply(&loaded.c, 0, &raw.n, &fromLoaded.n), 0);
-    ASSERT_EQ(tarnvna_cal_apply(&reloaded.c, 0, &raw.n, &fromReloaded.n), 0);
-    for (unsigned i = 0; i < freqs.size() * 4; ++i) {
-        // The file's fixed sixteen decimals round each term by 5e-17 at most; a table read
-        // from the file then saves and corrects exactly alike.
-        EXPECT_NEAR(fromLoaded.n.re[i], fromSolved.n.re[i], 1e-13);
-        EXPECT_NEAR(fromLoaded.n.im[i], fromSolved.n.im[i], 1e-13);
-        EXPECT_EQ(fromReloaded.n.re[i], fromLoaded.n.re[i]);
-        EXPECT_EQ(fromReloaded.n.im[i], fromLoaded.n.im[i]);
+TEST(VnaCalibration, InterpolatesLinearlyAndRefusesToExtrapolateUnlessAsked) {
+    double freq[] = {100.0, 200.0};
+    double re[24] = {}, im[24] = {};
+    re[TARNVNA_ERF] = 1.0;
+    im[TARNVNA_ERF] = -1.0;
+    re[12 + TARNVNA_ERF] = 3.0;
+    im[12 + TARNVNA_ERF] = 1.0;
+    tarnvna_cal_t cal{2, freq, re, im};
+    struct Case {
+        double f;
+        int flags;
+        int code;
+        Complex erf;
+    } cases[] = {{125.0, 0, 0, {1.5, -0.5}},
+                 {200.0, 0, 0, {3.0, 1.0}},
+                 {99.0, 0, Orvek::ERR_FREQ_OUT_OF_BOUNDS, {}},
+                 {250.0, 0, Orvek::ERR_FREQ_OUT_OF_BOUNDS, {}},
+                 {250.0, TARNVNA_CAL_EXTRAPOLATE, 0, {3.0, 1.0}},
+                 {NAN, TARNVNA_CAL_EXTRAPOLATE, Orvek::ERR_FREQ_OUT_OF_BOUNDS, {}}};
+    for (const Case& c : cases) {
+        tarnvna_cal_t at{};
+        ASSERT_EQ(tarnvna_cal_interpolate(&cal, &c.f, 1, c.flags, &at), c.code) << c.f;
+        if (c.code == 0) {
+            EXPECT_EQ(Complex(at.re[TARNVNA_ERF], at.im[TARNVNA_ERF]), c.erf) << c.f;
+        }
+        tarnvna_cal_free(&at);
     }
-    std::remove(path.c_str());
+    freq[1] = 100.0; // not ascending
+    tarnvna_cal_t at{};
+    EXPECT_EQ(tarnvna_cal_interpolate(&cal, freq, 1, 0, &at), Orvek::ERR_BAD_CAL);
+}
+
+TEST(VnaCalibration, TablesSurviveTheFileAndThePromAndCorrectAlike) {
+    tarnvna_prom_t* prom = nullptr;
+    const std::string image = ::testing::TempDir() + "cal_prom.hex";
+    Orvek::Sim::savePromFile(image, Orvek::Sim::profilePromImage("s-param", 10));
+    ASSERT_EQ(tarnvna_prom_load(image.c_str(), &prom), 0);
+    tarnvna_cal_t stored{};
+    ASSERT_EQ(tarnvna_prom_cal(prom, &stored), 0);
+    EXPECT_EQ(stored.points, 25u);
+
+    // Saved, loaded and saved again: the second file holds exactly what the first did, so the
+    // loaded table corrects exactly as the one it came from will after its own round trip.
+    const std::string first = ::testing::TempDir() + "cal_a.csv";
+    const std::string second = ::testing::TempDir() + "cal_b.csv";
+    tarnvna_cal_t loaded{}, again{};
+    ASSERT_EQ(tarnvna_cal_write(first.c_str(), &stored), 0);
+    ASSERT_EQ(tarnvna_cal_read(first.c_str(), &loaded), 0);
+    ASSERT_EQ(tarnvna_cal_write(second.c_str(), &loaded), 0);
+    ASSERT_EQ(tarnvna_cal_read(second.c_str(), &again), 0);
+    const std::vector<double> freqs = sweep(500.0, 6000.0, 23);
+    Raw filter = measure(DutModel::standardBench(400.0, 6400.0), freqs);
+    tarnvna_network_t raw = filter.net(), a{}, b{}, c{};
+    ASSERT_EQ(tarnvna_cal_apply(&stored, 0, &raw, &a), 0);
+    ASSERT_EQ(tarnvna_cal_apply(&loaded, 0, &raw, &b), 0);
+    ASSERT_EQ(tarnvna_cal_apply(&again, 0, &raw, &c), 0);
+    for (unsigned i = 0; i < 4 * raw.points; ++i) {
+        EXPECT_NEAR(a.re[i], b.re[i], 1e-12);
+        EXPECT_EQ(b.re[i], c.re[i]);
+        EXPECT_EQ(b.im[i], c.im[i]);
+    }
+
+    // Into the PROM and out: single precision, and a table the PROM cannot hold is refused.
+    ASSERT_EQ(tarnvna_prom_set_cal(prom, &loaded), 0);
+    tarnvna_cal_t back{};
+    ASSERT_EQ(tarnvna_prom_cal(prom, &back), 0);
+    for (unsigned i = 0; i < 12 * back.points; ++i)
+        EXPECT_NEAR(back.re[i], loaded.re[i], 1e-7 * (1.0 + std::abs(loaded.re[i])));
+    std::vector<double> many(2000), zeros(2000 * 12);
+    for (size_t k = 0; k < many.size(); ++k)
+        many[k] = 400.0 + k;
+    tarnvna_cal_t huge{2000, many.data(), zeros.data(), zeros.data()};
+    EXPECT_EQ(tarnvna_prom_set_cal(prom, &huge), Orvek::ERR_TOO_MANY_POINTS);
+    tarnvna_cal_t after{};
+    ASSERT_EQ(tarnvna_prom_cal(prom, &after), 0);
+    EXPECT_EQ(after.points, 25u);
+
+    for (tarnvna_cal_t* t : {&stored, &loaded, &again, &back, &after})
+        tarnvna_cal_free(t);
+    for (tarnvna_network_t* n : {&a, &b, &c})
+        tarnvna_network_free(n);
+    tarnvna_prom_free(prom);
 }
 
 } // namespace
