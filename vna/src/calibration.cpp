@@ -82,8 +82,13 @@ bool locate(const double* freq, unsigned points, double f, bool clamp, unsigned&
     weight = 0.0;
     if (!finite(f))
         return false;
+    // The PROM keeps frequencies in single precision: a table measured at a sweep's own
+    // frequencies ends a few parts in 1e8 inside them, and still covers that sweep.
+    const double slack = 1e-6;
     if (f <= freq[0] || f >= freq[points - 1]) {
-        if (f == freq[0] || f == freq[points - 1] || clamp) {
+        const bool atEnd = std::abs(f - freq[0]) <= slack * std::abs(freq[0]) ||
+                           std::abs(f - freq[points - 1]) <= slack * std::abs(freq[points - 1]);
+        if (atEnd || clamp) {
             index = f <= freq[0] ? 0 : points - 1;
             return true;
         }
