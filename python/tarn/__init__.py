@@ -18,6 +18,7 @@ import importlib
 # where numpy or the libraries are missing.
 _EXPORTS = {
     "._lib": ("TarnError", "constant", "version"),
+    ".calibration": ("Calibration",),
     ".files": ("read_csv", "read_touchstone", "write_csv", "write_touchstone"),
     ".sweep": ("Sweep", "parse_path", "s_name"),
     ".unit": ("HOP_NAMES", "Details", "Stream", "Unit", "UnitArray"),

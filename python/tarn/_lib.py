@@ -74,6 +74,12 @@ class Network(Structure):
                 ("re", POINTER(c_double)), ("im", POINTER(c_double))]
 
 
+class CalTable(Structure):
+    # Twelve error terms per point: term t of point k at re[k * 12 + t].
+    _fields_ = [("points", c_uint), ("freq_mhz", POINTER(c_double)), ("re", POINTER(c_double)),
+                ("im", POINTER(c_double))]
+
+
 class Table(Structure):
     _fields_ = [("columns", c_uint), ("points", c_uint), ("freq_mhz", POINTER(c_double)),
                 ("names", POINTER(c_char_p)), ("re", POINTER(c_double)),
@@ -163,6 +169,15 @@ _VNA_FUNCTIONS = {
     "tarnvna_csv_write": (c_int, [c_char_p, POINTER(Table)]),
     "tarnvna_csv_read": (c_int, [c_char_p, POINTER(Table)]),
     "tarnvna_table_free": (None, [POINTER(Table)]),
+    "tarnvna_unit_open": (c_int, [c_char_p, c_int, c_uint, POINTER(c_void_p)]),
+    "tarnvna_unit_close": (None, [c_void_p]),
+    "tarnvna_unit_read_prom": (c_int, [c_void_p, PROGRESS, c_void_p, POINTER(c_void_p)]),
+    "tarnvna_prom_free": (None, [c_void_p]),
+    "tarnvna_prom_cal": (c_int, [c_void_p, POINTER(CalTable)]),
+    "tarnvna_cal_read": (c_int, [c_char_p, POINTER(CalTable)]),
+    "tarnvna_cal_write": (c_int, [c_char_p, POINTER(CalTable)]),
+    "tarnvna_cal_free": (None, [POINTER(CalTable)]),
+    "tarnvna_cal_apply": (c_int, [POINTER(CalTable), c_int, POINTER(Network), POINTER(Network)]),
 }
 
 

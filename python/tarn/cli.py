@@ -172,6 +172,7 @@ def run_sweep(o):
     if count > 1 and not o.output:
         usage("--count above 1 needs --output: each sweep goes to its own numbered file")
     summary = sys.stdout if o.output else sys.stderr
+    calibration, correction = _calibration(o)
     with _connect(o) as unit:
         receivers = plan.get("receivers", (0, 1) if unit.details.has_multiple_receivers else (0,))
         ratios = 0 in receivers and 1 in receivers
@@ -193,8 +194,8 @@ def run_sweep(o):
             settings += f", {plan['points']} points {start:g} to {stop:g} MHz"
         stamp = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M:%S UTC")
         comment = (f"Measured by tarn sweep from unit {o.address}:{o.port} ({tarn.version})\n"
-                   f"{settings}\nS-parameters are receiver 0 / receiver 1 of each path; port k "
-                   f"of this file is front-panel port k-1\n{stamp}")
+                   f"{settings}\nRaw ratios are receiver 0 / receiver 1 of each path; port k "
+                   f"of this file is front-panel port k-1\n")
         for index in range(count):
             began = time.monotonic()
             total = None
@@ -206,8 +207,11 @@ def run_sweep(o):
             ms = (time.monotonic() - began) * 1000
             total = {name: values / average for name, values in total.items()}
             freq = sweep.freq_mhz
+            if calibration is not None:
+                total, correction = _correct(calibration, freq, total, ratios, o.corrected)
+            comment_lines = comment + (f"{correction}\n" if correction else "") + stamp
             path = _numbered(o.output or "", index, count)
-            _write(_Averaged(freq, total), path, ports, total, comment)
+            _write(_Averaged(freq, total), path, ports, total, comment_lines)
             print(f"tarn: {freq.size} points {freq[0]:.3f}-{freq[-1]:.3f} MHz, "
                   f"{len(sweep.paths)} paths, {average} sweep{'' if average == 1 else 's'} in "
                   f"{ms:.1f} ms", file=summary)
@@ -222,6 +226,60 @@ def run_sweep(o):
             if path:
                 print(f"tarn: wrote {path}", file=summary)
     return EXIT_OK
+
+
+def _calibration(o):
+    """(Calibration or None, comment line) as --raw, --cal and --corrected ask."""
+    from ._lib import TarnError, constant
+    from .calibration import Calibration
+    if o.raw:
+        return None, ""
+    if o.cal:
+        if not os.path.isfile(o.cal):
+            raise Failure(EXIT_FILE, f"cannot read {o.cal}: no such file")
+        try:
+            return Calibration.from_file(o.cal), ""
+        except TarnError:
+            raise Failure(EXIT_FILE, f"{o.cal} is not a valid calibration: give a file written "
+                                     "by tarnctl cal solt or cal export") from None
+    try:
+        return Calibration.from_unit(o.address, o.port, o.timeout), ""
+    except TarnError as error:
+        if error.code != constant("ERR_BAD_CAL"):
+            raise
+        if o.corrected:
+            raise Failure(EXIT_UNIT, f"{o.address}:{o.port} carries no calibration: give --cal "
+                                     "FILE (from tarnctl cal solt) or --raw") from None
+        return None, "Raw receiver ratios, not corrected: the unit carries no calibration"
+
+
+def _correct(calibration, freq, columns, ratios, insist):
+    """The averaged columns with S-parameters of ports 0 and 1 corrected, and the comment."""
+    import numpy as np
+    from ._lib import TarnError, constant
+    names = set(columns)
+    two = {"S11", "S21", "S12", "S22"}
+    ports = 2 if ratios and names == two else 1 if ratios and names == {"S11"} else 0
+    if not ports:
+        if insist:
+            usage("correction needs S-parameters of ports 0 and 1 (all four paths, or S11 "
+                  "alone): change --paths or --receivers, or give --raw")
+        return columns, ("Raw receiver ratios, not corrected: the calibration covers S11 alone "
+                         "or all four S-parameters of ports 0 and 1")
+    s = np.zeros((freq.size, ports, ports), dtype=np.complex128)
+    for i in range(ports):
+        for j in range(ports):
+            s[:, i, j] = columns[f"S{i + 1}{j + 1}"]
+    try:
+        fixed = calibration.correct(freq, s)
+    except TarnError as error:
+        if error.code == constant("ERR_FREQ_OUT_OF_BOUNDS"):
+            usage(f"the sweep reaches beyond the calibration ({calibration.freq_mhz.size} points, "
+                  f"{calibration.freq_mhz[0]:.3f}-{calibration.freq_mhz[-1]:.3f} MHz): keep "
+                  "inside it, or give --raw")
+        raise
+    out = {name: fixed[:, int(name[1]) - 1, int(name[2]) - 1] for name in columns}
+    return out, calibration.describe(ports)
 
 
 def run_plot(o):
@@ -264,6 +322,11 @@ def parser():
                                        "comma-separated (default all of ports 0 and 1, or every "
                                        "port of an .sNp output)")
     sweep.add_argument("-o", "--output", help="output file, .sNp or .csv")
+    sweep.add_argument("--corrected", action="store_true",
+                       help="correct with the unit's stored calibration, and fail without one "
+                            "(default: correct when the unit carries one)")
+    sweep.add_argument("--raw", action="store_true", help="receiver ratios as measured")
+    sweep.add_argument("--cal", metavar="FILE", help="apply the calibration in FILE (CSV)")
     sweep.add_argument("--count", default="1", help="sweeps to write, each to a numbered file")
     sweep.add_argument("--average", default="1", help="sweeps averaged into each written one")
     plot = commands.add_parser("plot", help="log magnitude and phase of every S-parameter and a "
@@ -284,6 +347,8 @@ def main(argv=None):
         if o.command == "sweep":
             o.port = _integer(o.port, "--port", 1024, 1279)
             o.timeout = _integer(o.timeout, "--timeout", 1, 60000)
+            if o.raw and (o.corrected or o.cal):
+                usage("--raw excludes --corrected and --cal: give one of them")
             return run_sweep(o)
         return run_plot(o)
     except Failure as failure:

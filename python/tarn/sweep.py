@@ -61,6 +61,7 @@ class Sweep:
     sweep[(tx, rx)]: complex samples of that path, shape (receivers, points).
     sweep["S21"]: the S-parameter, receiver 0 / receiver 1 of its path.
     info[(tx, rx)]: the path's timestamp (s), sweep timer, packet counter, frame number.
+    correction: how the S-parameters were corrected (None: raw receiver ratios).
     """
 
     def __init__(self, freq_mhz, receivers, data, info):
@@ -69,6 +70,24 @@ class Sweep:
         self.paths = list(data)
         self.data = data
         self.info = info
+        self.correction = None
+        self._corrected = {}
+
+    def corrected(self, calibration, extrapolate=False):
+        """A copy whose S-parameters are corrected with a Calibration: all four paths of ports
+        0 and 1 (two-port), or S11 alone (one-port). The samples stay raw, so a corrected sweep
+        can be corrected again with another calibration."""
+        paths = set(self.paths)
+        ports = 2 if paths == {(0, 0), (0, 1), (1, 0), (1, 1)} else 1 if paths == {(0, 0)} else 0
+        if not ports:
+            raise ValueError("correction needs S-parameters of ports 0 and 1 (all four paths, "
+                             "or S11 alone)")
+        out = Sweep(self.freq_mhz, self.receivers, self.data, self.info)
+        fixed = calibration.correct(self.freq_mhz, out.s_matrix(ports), extrapolate)
+        out._corrected = {(tx, rx): fixed[:, rx, tx] for tx in range(ports)
+                          for rx in range(ports)}
+        out.correction = calibration.describe(ports)
+        return out
 
     @property
     def freq_hz(self):
@@ -80,8 +99,11 @@ class Sweep:
         return self.data[parse_path(key)]
 
     def s_parameter(self, path):
-        """Receiver 0 over receiver 1 (the reference) of one path."""
+        """Receiver 0 over receiver 1 (the reference) of one path, corrected in a corrected
+        copy."""
         path = parse_path(path)
+        if path in self._corrected:
+            return self._corrected[path]
         if path not in self.data:
             raise KeyError(f"{s_name(path)} (path {path[0]}:{path[1]}) was not measured")
         if 0 not in self.receivers or 1 not in self.receivers:
@@ -115,6 +137,8 @@ class Sweep:
         match = re.search(r"\.[sS](\d)[pP]$", str(path))
         if not match:
             raise ValueError(f'"{path}" is not a Touchstone name such as dut.s2p')
+        if self.correction:
+            comment = f"{comment}\n{self.correction}" if comment else self.correction
         files.write_touchstone(path, self.freq_mhz, self.s_matrix(int(match.group(1))), comment)
 
     def columns(self, ratios=None):

@@ -8,6 +8,7 @@ control register cannot select, and such an exception would end the interpreter.
 import ctypes
 import ipaddress
 import math
+import os
 import time
 import weakref
 
@@ -15,6 +16,7 @@ import numpy as np
 
 from . import _lib
 from ._lib import check, constant, dll
+from .calibration import Calibration
 from .sweep import Sweep, parse_path
 
 # --hop names, fastest first; the index is the Hop_Rate value.
@@ -107,19 +109,16 @@ class Unit:
             sweep = unit.sweep()
 
     progress(percent) is called while the unit's PROM is read; returning False cancels.
+    calibration: None (raw data), "unit" (the table stored in the unit's PROM, read first), a
+    calibration CSV's name or a Calibration; sweep() then corrects unless told corrected=False.
     """
 
     def __init__(self, address="192.168.1.10", port=1024, timeout_ms=100, progress=None,
-                 _share=None):
-        try:
-            ipaddress.IPv4Address(address)
-        except (ipaddress.AddressValueError, ValueError, TypeError):
-            raise ValueError(f"bad address {address!r}: give the unit's IPv4 address, such as "
-                             "192.168.1.10") from None
-        port = _whole(port, "port", 1024, 1279)
-        timeout_ms = _whole(timeout_ms, "time-out", 1, 600000)
+                 calibration=None, _share=None):
+        address, port, timeout_ms = Unit.check_address(address, port, timeout_ms)
         if progress is not None and not callable(progress):
             raise ValueError("progress must be a function of the percentage, or None")
+        self.calibration = self._calibration(calibration, address, port, timeout_ms, progress)
         self._task = dll.createSharedTask(_share._task) if _share else dll.createTask()
         if not self._task:
             raise MemoryError("the driver could not create a task")
@@ -141,6 +140,27 @@ class Unit:
         except BaseException:
             self.close()
             raise
+
+    @staticmethod
+    def check_address(address, port, timeout_ms):
+        """(address, port, time-out) checked as the driver needs them."""
+        try:
+            ipaddress.IPv4Address(address)
+        except (ipaddress.AddressValueError, ValueError, TypeError):
+            raise ValueError(f"bad address {address!r}: give the unit's IPv4 address, such as "
+                             "192.168.1.10") from None
+        return address, _whole(port, "port", 1024, 1279), _whole(timeout_ms, "time-out", 1,
+                                                                  600000)
+
+    @staticmethod
+    def _calibration(given, address, port, timeout_ms, progress):
+        if given is None or isinstance(given, Calibration):
+            return given
+        if isinstance(given, str) and given == "unit":
+            return Calibration.from_unit(address, port, timeout_ms, progress)
+        if isinstance(given, (str, bytes, os.PathLike)):
+            return Calibration.from_file(given)
+        raise ValueError('calibration is None, "unit", a calibration file or a Calibration')
 
     def __enter__(self):
         return self
@@ -304,13 +324,23 @@ class Unit:
         code = dll.start(task)
         check(code, "cannot start the sweep")
 
-    def sweep(self):
-        """Measures once and returns the Sweep."""
+    def sweep(self, corrected=None):
+        """Measures once and returns the Sweep: corrected with the unit's calibration when it
+        has one (corrected=True insists on one, False gives the raw ratios)."""
+        if corrected not in (None, True, False):
+            raise ValueError("corrected is None, True or False")
+        if corrected and self.calibration is None:
+            raise ValueError("no calibration to correct with: open the Unit with calibration="
+                             '"unit" or a calibration file')
         if self._stream is not None:
             raise ValueError("the unit is streaming: close the stream first")
         self._start("PROG_SYNC")
         check(dll.measure(self._handle()), "sweep failed")
-        return self._collect()
+        sweep = self._collect()
+        if corrected or (corrected is None and self.calibration is not None and
+                         set(self._paths) in ({(0, 0)}, {(0, 0), (0, 1), (1, 0), (1, 1)})):
+            sweep = sweep.corrected(self.calibration)
+        return sweep
 
     def _collect(self):
         task = self._handle()

@@ -18,17 +18,25 @@ def data_lines(path):
     return [line for line in open(path) if not line.startswith("!")]
 
 
-@pytest.mark.parametrize("options,settings", PLANS)
-def test_two_port_sweep_equals_tarnctl(units, tarnctl, tmp_path, options, settings):
-    with tarn.Unit(units[0]) as unit:  # closed before tarnctl binds the same local port
-        unit.configure(paths="all", **settings)
+# Raw for every plan; corrected with the unit's stored calibration (tarnctl's default) once.
+@pytest.mark.parametrize("options,settings,corrected", [(*plan, False) for plan in PLANS] +
+                         [(*PLANS[0], True)])
+def test_two_port_sweep_equals_tarnctl(units, tarnctl, tmp_path, options, settings, corrected):
+    calibration = "unit" if corrected else None
+    with tarn.Unit(units[0], calibration=calibration) as unit:  # closed before tarnctl binds
+        unit.configure(paths="all", **settings)                 # the same local port
         sweep = unit.sweep()
         sweep.write_touchstone(tmp_path / "api.s2p")
+    assert (sweep.correction is not None) == corrected
     for name, command in (("c", [tarnctl]), ("cli", [sys.executable, "-m", "tarn"])):
         for suffix in ("s2p", "csv"):
             subprocess.run([*command, "sweep", "--address", units[0], *options.split(), "-o",
-                            str(tmp_path / f"{name}.{suffix}")], check=True, capture_output=True,
-                           timeout=30)
+                            str(tmp_path / f"{name}.{suffix}")] + ([] if corrected else ["--raw"]),
+                           check=True, capture_output=True, timeout=30)
+    if corrected:  # the CSV keeps 16 decimals: a saved calibration corrects to within 1e-12
+        unit.calibration.save(tmp_path / "cal.csv")
+        again = sweep.corrected(tarn.Calibration.from_file(tmp_path / "cal.csv"))
+        assert np.allclose(again.s_matrix(), sweep.s_matrix(), rtol=0, atol=1e-12)
     reference = data_lines(tmp_path / "c.s2p")
     assert data_lines(tmp_path / "api.s2p") == reference == data_lines(tmp_path / "cli.s2p")
     assert data_lines(tmp_path / "cli.csv") == data_lines(tmp_path / "c.csv")
@@ -81,7 +89,7 @@ def test_progress_reaches_100_and_can_cancel(units):
 
 
 BAD_UNITS = [dict(address="192.168.1.300"), dict(address=None), dict(port=80),
-             dict(port=1024.5), dict(timeout_ms=-1), dict(progress=5)]
+             dict(port=1024.5), dict(timeout_ms=-1), dict(progress=5), dict(calibration=5)]
 BAD_SETTINGS = [dict(hop="5k"), dict(hop=14), dict(hop=-1), dict(stop_mhz=9000),
                 dict(start_mhz=math.nan), dict(points=-1), dict(points=2**40), dict(points=1),
                 dict(paths=["S99"]), dict(paths=[(0, 8)]), dict(paths=["S21", "0:1"]),
@@ -108,6 +116,8 @@ def test_bad_settings_raise_and_the_unit_still_works(units):
             unit.configure(paths=["0:3"])
         unit.configure(frequencies_mhz=[1500.0001, 1600], paths=["S21"])
         assert unit.sweep().freq_mhz.size == 2
+        with pytest.raises(ValueError, match="no calibration"):
+            unit.sweep(corrected=True)
     with pytest.raises(ValueError, match="closed"):
         unit.sweep()
 
