@@ -2,6 +2,7 @@
 // the unit's own model. Faults of the unit and the network never hand out another path's or
 // another sweep's data: a broken sweep fails with its code within a bounded time, and the next
 // measure() is right again without the caller restarting. An interrupt ends a blocked measure.
+// TARN_CONCURRENCY_CASES MeasureCycle.Interrupt*
 #include <gtest/gtest.h>
 
 #include <chrono>
