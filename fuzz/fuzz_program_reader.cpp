@@ -49,7 +49,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Decoding from every address, not only from instruction boundaries.
     Orvek::Instruction instruction;
     for (uint32_t address = 0; address <= reader.size() && address < 4096; ++address) {
-        (void)reader.decodeAt(address, instruction);
+        const Orvek::ReadStatus status = reader.decodeAt(address, instruction);
+        const bool inside =
+            status == Orvek::ReadStatus::Ok
+                ? instruction.length > 0 && instruction.next() <= reader.size()
+                : (status == Orvek::ReadStatus::OutOfImage) == (address == reader.size());
+        if (!inside) {
+            std::fprintf(stderr, "address %u decodes outside the image\n", address);
+            std::abort();
+        }
     }
     return 0;
 }
