@@ -3,7 +3,6 @@
 // foreign sender interjects. The exchanges return their codes; none reads past a reply.
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,42 +13,6 @@
 #include "prom/prom_parameters.h"
 #include "scripted_transport.h"
 
-namespace {
-
-const std::string kUnit = "192.168.1.10";
-
-class ReplySource {
-public:
-    ReplySource(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-    tarntest::Replies next() {
-        tarntest::Replies replies;
-        if (at_ >= size_) {
-            return replies; // a silent unit
-        }
-        const uint8_t control = data_[at_++];
-        for (int i = 0; i < control % 3 && at_ < size_; ++i) {
-            const std::size_t wanted = data_[at_++] % 48;
-            const std::size_t length = std::min<std::size_t>(wanted, size_ - at_);
-            replies.emplace_back(std::string(data_ + at_, data_ + at_ + length),
-                                 (control >> 2) * 20);
-            at_ += length;
-        }
-        return replies;
-    }
-    bool empty() const { return at_ >= size_; }
-
-private:
-    const uint8_t* data_;
-    size_t size_;
-    size_t at_ = 0;
-};
-
-bool keepGoing(int, void*) {
-    return true;
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     return 0;
 }
@@ -58,31 +21,42 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2) {
         return 0;
     }
+    const std::string unit = "192.168.1.10";
     auto transport = std::make_shared<tarntest::ScriptedTransport>();
-    auto source = std::make_shared<ReplySource>(data + 2, size - 2);
-    transport->setUnit(kUnit, [source](const std::string&) { return source->next(); });
+    auto at = std::make_shared<size_t>(2);
+    // Per command: a control byte (reply count modulo 3, delay in 20 ms steps above bit 1),
+    // then each reply as a length byte and its bytes. Past the input's end the unit is silent.
+    transport->setUnit(unit, [=](const std::string&) {
+        tarntest::Replies replies;
+        const uint8_t control = *at < size ? data[(*at)++] : 0;
+        for (int i = 0; i < control % 3 && *at < size; ++i) {
+            const size_t wanted = data[(*at)++] % 48;
+            const size_t length = std::min(wanted, size - *at);
+            replies.emplace_back(std::string(data + *at, data + *at + length), (control >> 2) * 20);
+            *at += length;
+        }
+        return replies;
+    });
     if (data[0] & 1) {
         transport->arrive("192.168.1.99", tarntest::Reply("\r\n>", 1));
     }
     const Orvek::Endpoint endpoint = transport;
 
-    (void)Orvek::getFirmwareVersion(endpoint, kUnit);
-    (void)Orvek::haltExchange(endpoint, kUnit, 100, 2);
-    (void)Orvek::TARN::enterLowPower(endpoint, kUnit, 100);
+    (void)Orvek::getFirmwareVersion(endpoint, unit);
+    (void)Orvek::haltExchange(endpoint, unit, 100, 2);
+    (void)Orvek::TARN::enterLowPower(endpoint, unit, 100);
     std::vector<int> bytes;
-    (void)Orvek::readPromBytes(endpoint, kUnit, 0, 3, bytes);
-
+    (void)Orvek::readPromBytes(endpoint, unit, 0, 3, bytes);
     Orvek::EntryPoint entry;
     entry.address = 0x40;
     entry.packetCount = 1 + data[1] % 6;
     entry.packetTimeoutMs = 100;
     entry.packetLengths.assign(static_cast<std::size_t>(entry.packetCount), 8);
     std::vector<Orvek::PacketData> packets;
-    (void)Orvek::TARN::runProgram(endpoint, kUnit, entry, packets, true);
-
+    (void)Orvek::TARN::runProgram(endpoint, unit, entry, packets, true);
     Orvek::PromParameters parameters;
     try {
-        (void)Orvek::TARN::downloadProm(endpoint, kUnit, parameters, keepGoing, nullptr);
+        (void)Orvek::TARN::downloadProm(endpoint, unit, parameters, nullptr, nullptr);
     } catch (const Orvek::InvalidPromException&) {
         // documented: an entry running past the end of the image
     }
