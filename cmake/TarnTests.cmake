@@ -74,13 +74,15 @@ foreach(source ${TARN_LAB_TESTS})
         add_test(NAME lab.${name} COMMAND ${command})
         set_tests_properties(lab.${name} PROPERTIES LABELS lab)
     endif()
-    set_tests_properties(${lab_tests} PROPERTIES
-        FIXTURES_REQUIRED netlab SKIP_RETURN_CODE 77 TIMEOUT 240
-        ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+    # Both parts of a file use its units and ports, so they never run at once.
+    set(locks ${name})
     file(STRINGS ${source} needs_port_1024 REGEX "TARN_LAB_USES_PORT_1024")
     if(needs_port_1024)
-        set_tests_properties(${lab_tests} PROPERTIES RESOURCE_LOCK port1024)
+        list(APPEND locks port1024)
     endif()
+    set_tests_properties(${lab_tests} PROPERTIES
+        FIXTURES_REQUIRED netlab SKIP_RETURN_CODE 77 TIMEOUT 240 RESOURCE_LOCK "${locks}"
+        ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
 endforeach()
 
 
