@@ -13,11 +13,8 @@
 
 #include "lab_endpoint.h"
 #include "lab_namespace.h"
-#include "link/device_commands.h"
-#include "link/prom_transfer.h"
 #include "measure_lab.h"
 #include "sim_units.h"
-#include "task_test_access.h"
 
 using namespace Orvek;
 
@@ -159,24 +156,6 @@ TEST_F(MeasureCycle, FailedStartReturnsItsCodeAndTheNextStartRecovers) {
         expectGoodSweep();
     }
     EXPECT_EQ(task->stop(), ERR_OK);
-}
-
-TEST_F(MeasureCycle, PromByteThatTakesOnlyTheFourthWriteIsVerified) {
-    prepare(PROG_SYNC);
-    ASSERT_EQ(task->stop(), ERR_OK);
-    const auto endpoint = TarnTaskTestAccess::state(*task).socketManager;
-    unit->setFaults(Sim::FaultSettings::parse("prom-attempts=4"));
-    std::string reply;
-    ASSERT_EQ(TARN::sendMessage(endpoint, kUnit, "ZB601\n", reply, 250, 50), ERR_OK);
-    const int address = 0x7FF0;
-    EXPECT_EQ(writePromByte(endpoint, kUnit, address, 0x5A), ERR_OK);
-    std::vector<int> bytes;
-    EXPECT_EQ(readPromBytes(endpoint, kUnit, address, address, bytes), ERR_OK);
-    EXPECT_EQ(bytes, std::vector<int>{0x5A});
-    ASSERT_EQ(TARN::sendMessage(endpoint, kUnit, "ZB600\n", reply, 250, 50), ERR_OK);
-    unit->setFaults(Sim::FaultSettings());
-    ASSERT_EQ(task->start(), ERR_OK);
-    expectGoodSweep();
 }
 
 TEST_F(MeasureCycle, DroppedPacketWhileFreeRunningResynchronisesAtTheNextSweep) {
