@@ -57,15 +57,32 @@ foreach(source ${TARN_LAB_TESTS})
     get_filename_component(name ${source} NAME_WE)
     add_executable(${name} ${source})
     target_link_libraries(${name} PRIVATE tarn_testsupport GTest::gtest_main)
-    add_test(NAME lab.${name}
-             COMMAND ${TARN_NETLAB} exec-host ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
-    set_tests_properties(lab.${name} PROPERTIES
-        FIXTURES_REQUIRED netlab LABELS lab SKIP_RETURN_CODE 77 TIMEOUT 240
-        ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+    set(command ${TARN_NETLAB} exec-host ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
+    # Cases that drive the library from several threads are named in the file as
+    # "TARN_CONCURRENCY_CASES <gtest filter>"; they run as a test of their own, labelled
+    # "concurrency", so that scripts/tsan can run exactly them under ThreadSanitizer.
+    file(STRINGS ${source} concurrency_cases REGEX "TARN_CONCURRENCY_CASES ")
+    string(REGEX REPLACE ".*TARN_CONCURRENCY_CASES +([^ ]+).*" "\\1" concurrency_cases
+           "${concurrency_cases}")
+    set(lab_tests lab.${name})
+    if(concurrency_cases)
+        add_test(NAME lab.${name} COMMAND ${command} --gtest_filter=-${concurrency_cases})
+        add_test(NAME concurrency.${name} COMMAND ${command} --gtest_filter=${concurrency_cases})
+        set_tests_properties(concurrency.${name} PROPERTIES LABELS "lab;concurrency")
+        list(APPEND lab_tests concurrency.${name})
+    else()
+        add_test(NAME lab.${name} COMMAND ${command})
+        set_tests_properties(lab.${name} PROPERTIES LABELS lab)
+    endif()
+    # Both parts of a file use its units and ports, so they never run at once.
+    set(locks ${name})
     file(STRINGS ${source} needs_port_1024 REGEX "TARN_LAB_USES_PORT_1024")
     if(needs_port_1024)
-        set_tests_properties(lab.${name} PROPERTIES RESOURCE_LOCK port1024)
+        list(APPEND locks port1024)
     endif()
+    set_tests_properties(${lab_tests} PROPERTIES
+        FIXTURES_REQUIRED netlab SKIP_RETURN_CODE 77 TIMEOUT 240 RESOURCE_LOCK "${locks}"
+        ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
 endforeach()
 
 

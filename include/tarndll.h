@@ -427,7 +427,8 @@ TARN_API int setEnabledReceivers(task_t* task, unsigned char mask);
 TARN_API int getEnabledReceivers(task_t* task, unsigned char* mask);
 /* Receivers a sweep carries: the set bits among 0..3, at least 1. */
 TARN_API int getnumberOfEnabledReceivers(task_t* task, int* count);
-/* IF gain, 3 dB per step; TARN_GAIN_USE_DEFAULT programs 0. ERR_WRONG_STATE. */
+/* IF gain, 3 dB per step; TARN_GAIN_USE_DEFAULT programs 0. Stored as given: a value outside
+ * Rx_Gain programs its low byte. ERR_WRONG_STATE. */
 TARN_API int setIfGain(task_t* task, TARN_ENUM(Rx_Gain) gain);
 /* Any state. */
 TARN_API int setReceiver12dBPad(task_t* task, bool enable);

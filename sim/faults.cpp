@@ -67,9 +67,9 @@ bool FaultSettings::any() const {
     return dropProbability > 0 || duplicateProbability > 0 || reorderProbability > 0 ||
            truncateProbability > 0 || !dropPackets.empty() || !duplicatePackets.empty() ||
            !reorderPackets.empty() || !truncatePackets.empty() || !latePackets.empty() ||
-           restartAfterPacket > 0 || replyDelayMs > 0 || withholdReplyProbability > 0 ||
-           withholdReplies > 0 || silent || !answerFrom.empty() || promWriteAttempts > 1 ||
-           promWriteFailProbability > 0;
+           !extendPackets.empty() || restartAfterPacket > 0 || silentAfterPacket > 0 ||
+           replyDelayMs > 0 || withholdReplyProbability > 0 || withholdReplies > 0 || silent ||
+           !answerFrom.empty() || promWriteAttempts > 1 || promWriteFailProbability > 0;
 }
 
 FaultSettings FaultSettings::parse(const std::string& text) {
@@ -104,6 +104,10 @@ FaultSettings FaultSettings::parse(const std::string& text) {
             settings.truncatePackets = parseNumbers(key, value);
         else if (key == "late-packets")
             settings.latePackets = parseNumbers(key, value);
+        else if (key == "extend-packets")
+            settings.extendPackets = parseNumbers(key, value);
+        else if (key == "silent-after")
+            settings.silentAfterPacket = static_cast<int>(parseCount(key, value, 0));
         else if (key == "restart-after")
             settings.restartAfterPacket = static_cast<int>(parseCount(key, value, 0));
         else if (key == "truncate-bytes")
@@ -157,8 +161,11 @@ std::string FaultSettings::describe() const {
     numbers("reorder-packets", reorderPackets);
     numbers("truncate-packets", truncatePackets);
     numbers("late-packets", latePackets);
+    numbers("extend-packets", extendPackets);
     if (restartAfterPacket > 0)
         add("restart-after=" + std::to_string(restartAfterPacket));
+    if (silentAfterPacket > 0)
+        add("silent-after=" + std::to_string(silentAfterPacket));
     if (truncateProbability > 0 || !truncatePackets.empty())
         add("truncate-bytes=" + std::to_string(truncateBytes));
     if (replyDelayMs > 0)
@@ -192,8 +199,12 @@ std::string PacketFate::text() const {
         add("truncated to " + std::to_string(keepBytes));
     if (lateCopy)
         add("late copy");
+    if (extend)
+        add("one byte too long");
     if (restartAfter)
         add("restart");
+    if (silenceAfter)
+        add("then silent");
     return text;
 }
 
@@ -219,11 +230,13 @@ PacketFate FaultInjector::nextPacket(std::size_t length) {
     const bool truncate = draw(settings_.truncateProbability);
     fate.drop = drop || settings_.dropPackets.count(packetNumber_);
     fate.restartAfter = packetNumber_ == settings_.restartAfterPacket;
+    fate.silenceAfter = packetNumber_ == settings_.silentAfterPacket;
     if (fate.drop)
         return fate;
     fate.duplicate = duplicate || settings_.duplicatePackets.count(packetNumber_);
     fate.holdBack = reorder || settings_.reorderPackets.count(packetNumber_);
     fate.lateCopy = settings_.latePackets.count(packetNumber_) != 0;
+    fate.extend = settings_.extendPackets.count(packetNumber_) != 0;
     if ((truncate || settings_.truncatePackets.count(packetNumber_)) && length > 1) {
         const std::size_t cut = static_cast<std::size_t>(settings_.truncateBytes);
         fate.keepBytes = cut >= length ? 1 : length - cut;

@@ -22,12 +22,15 @@ struct FaultSettings {
     std::set<int> duplicatePackets;
     std::set<int> reorderPackets;
     std::set<int> truncatePackets;
-    int truncateBytes = 4; // cut from the end of a truncated packet (one byte always stays)
+    int truncateBytes = 4;       // cut from the end of a truncated packet (one byte always stays)
+    std::set<int> extendPackets; // sent one byte longer than the program made them
     // Packets that are sent once more 20 ms later, like a stray copy the network kept back.
     std::set<int> latePackets;
     // The unit restarts right after sending this packet (0: never): it forgets its program,
     // its registers and its packet counter, and what it still had to send is lost.
     int restartAfterPacket = 0;
+    // The unit falls silent (see `silent`) right after sending this packet (0: never).
+    int silentAfterPacket = 0;
 
     // Replies to commands.
     double replyDelayMs = 0.0;
@@ -52,7 +55,7 @@ struct FaultSettings {
     // Text form, comma separated key=value pairs:
     //   drop=P duplicate=P reorder=P truncate=P            probabilities
     //   drop-packets=3/7 duplicate-packets=.. reorder-packets=.. truncate-packets=..
-    //   truncate-bytes=N late-packets=.. restart-after=N
+    //   truncate-bytes=N extend-packets=.. late-packets=.. restart-after=N silent-after=N
     //   delay-ms=T withhold=P withhold-next=N silent answer-from=ADDR
     //   prom-attempts=N prom-fail=P seed=N                 and "none" for no fault
     // std::invalid_argument with a message for anything else.
@@ -68,6 +71,8 @@ struct PacketFate {
     std::size_t keepBytes = 0; // 0: whole packet, else the length it is cut to
     bool lateCopy = false;
     bool restartAfter = false;
+    bool extend = false;       // one byte more than the program made
+    bool silenceAfter = false; // the unit falls silent after sending it
     std::string text() const;
 };
 
@@ -80,6 +85,7 @@ public:
     PacketFate nextPacket(std::size_t length);
     bool withholdNextReply();
     bool failPromWrite();
+    void silence() { settings_.silent = true; }
 
 private:
     bool draw(double probability);

@@ -61,7 +61,7 @@ Other:
 
 Fault TEXT: comma-separated drop=P duplicate=P reorder=P truncate=P, drop-packets=N/M...,
   duplicate-packets=..., reorder-packets=..., truncate-packets=..., truncate-bytes=N,
-  delay-ms=T, withhold=P, withhold-next=N, silent, answer-from=ADDRESS, prom-attempts=N,
+  extend-packets=..., late-packets=..., restart-after=N, silent-after=N, delay-ms=T, withhold=P, withhold-next=N, silent, answer-from=ADDRESS, prom-attempts=N,
   prom-fail=P, seed=N.
 )";
 

@@ -246,6 +246,8 @@ void UnitNetwork::sendPacket(Outgoing outgoing, double now) {
     }
     if (fate.keepBytes)
         outgoing.bytes.resize(fate.keepBytes);
+    if (fate.extend)
+        outgoing.bytes.push_back(0x5A);
     std::string fault = fate.text();
     if (fate.holdBack && !heldBack_) {
         heldBack_ = std::move(outgoing);
@@ -261,6 +263,8 @@ void UnitNetwork::sendPacket(Outgoing outgoing, double now) {
         late.isPacket = false; // sent as it is, without a second fate
         outbox_.emplace(now + kLateCopySeconds, std::move(late));
     }
+    if (fate.silenceAfter)
+        unit_.faults_.silence();
     if (fate.restartAfter) {
         for (auto it = outbox_.begin(); it != outbox_.end();)
             it = it->second.isPacket ? outbox_.erase(it) : std::next(it);

@@ -24,6 +24,9 @@ int uploadProgram(const Endpoint& endpoint, const std::string& address,
     message += "W0000";
     message += program.program;
     message += "FF\n";
+    // A reply to an earlier command that came after its time-out would pass for the
+    // acknowledgement (or spoil it): whatever the unit left queued is dropped first.
+    endpoint->drain(address);
     const int sent = endpoint->send_to(address, message);
     if (sent != ERR_OK) {
         return sent;

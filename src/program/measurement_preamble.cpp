@@ -13,7 +13,6 @@ namespace Orvek {
 namespace {
 
 // Unit registers written by the preamble.
-constexpr uint32_t kRegFrontEnd = 0x80;
 constexpr uint32_t kRegGain = 0x81;
 constexpr uint32_t kRegStrobe = 0x84;
 constexpr uint32_t kRegHopRate = 0x85;

@@ -1,5 +1,6 @@
 /* A full sweep through the exported interface from C, against a simulated unit without a
  * switch board started on the lab's units side (tests/c/with_sim.sh). */
+#include <limits.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
@@ -13,6 +14,67 @@ static bool count_progress(int percent, void* user) {
     int* calls = (int*)user;
     ++*calls;
     return percent >= 0 && percent <= 100;
+}
+
+/* Hostile arguments on an initialised, stopped task: every call returns a defined code, writes
+ * only what it documents and leaves the task usable. Out-of-range enumerations are passed as
+ * the integers a careless binding would pass. */
+static void check_hostile_arguments(task_t* task) {
+    const double huge = 1e308;
+    double low = 7.0, high = 7.0, f = 1e12;
+    double some[2] = {NAN, INFINITY};
+    int count = 7;
+    TARN_ENUM(Transmit_Path) tx = TARN_TX_PATH_0;
+    TARN_ENUM(Receive_Path) rx = TARN_RX_PATH_0;
+    tarn_sweep_data_t sweep;
+    memset(&sweep, 0, sizeof sweep);
+
+    CHECK_EQ(setIPAddress(task, NULL), ERR_MISSING_IP);
+    CHECK_EQ(setIPPort(task, -1), ERR_BAD_IP_PORT);
+    CHECK_EQ(setIPPort(task, INT_MAX), ERR_BAD_IP_PORT);
+    CHECK_EQ(setFrequencies(task, NULL, UINT_MAX), ERR_TOO_MANY_POINTS);
+    CHECK_EQ(setFrequencies(task, NULL, 3), ERR_MISSING_FREQS);
+    CHECK_EQ(setFrequencies(task, some, 2), ERR_FREQ_OUT_OF_BOUNDS);
+    CHECK_EQ(setFrequencies(task, &huge, 1), ERR_FREQ_OUT_OF_BOUNDS);
+    CHECK_EQ(utilGenerateLinearSweep(task, 1000.0, 2000.0, UINT_MAX), ERR_TOO_MANY_POINTS);
+    CHECK_EQ(utilGenerateLinearSweep(task, -huge, huge, 10), ERR_FREQ_OUT_OF_BOUNDS);
+    CHECK_EQ(utilFixLinearSweepLimits(task, &low, &high, UINT_MAX), ERR_FREQ_OUT_OF_BOUNDS);
+    CHECK_EQ(utilNearestLegalFreq(task, &f), ERR_FREQ_OUT_OF_BOUNDS);
+    CHECK(f == 1e12);
+    CHECK_EQ(getFrequencies(task, some, -5), ERR_OK);
+    CHECK_EQ(getNumberOfFrequencies(task), 0);
+    CHECK_EQ(addExclusionBand(task, NAN, 2.0), ERR_INVALID_PARAMETER);
+    CHECK_EQ(addExclusionBand(task, 2.0, 1.0), ERR_INVALID_PARAMETER);
+    CHECK_EQ(getExclusionBand(task, -1, &low, &high), -32);
+    CHECK_EQ(getExclusionBand(task, INT_MAX, &low, &high), -32);
+    CHECK_EQ(setMeasurementType(task, (TARN_ENUM(Program_Type))77), ERR_WRONG_PROGRAM_TYPE);
+    CHECK_EQ(addPathToMeasure(task, (TARN_ENUM(Transmit_Path)) - 5, (TARN_ENUM(Receive_Path))99),
+             ERR_BAD_PATH);
+    CHECK_EQ(getPathAtIndex(task, -1, &tx, &rx), -32);
+    CHECK_EQ(getPathAtIndex(task, INT_MAX, &tx, &rx), -32);
+    CHECK_EQ(getMeasuredPathCount(task, &count), ERR_OK);
+    CHECK_EQ(count, 0);
+    CHECK_EQ(extractSweepData(task, NULL, TARN_TX_PATH_0, TARN_RX_PATH_1), ERR_NO_PATHS_MEASURED);
+    CHECK_EQ(extractSweepData(task, &sweep, (TARN_ENUM(Transmit_Path))1000,
+                              (TARN_ENUM(Receive_Path)) - 1000),
+             ERR_BAD_PATH);
+    /* This unit has four receivers; bits above receiver 3 carry none. */
+    CHECK_EQ(setEnabledReceivers(task, 0xF0), ERR_OK);
+    CHECK_EQ(getnumberOfEnabledReceivers(task, &count), ERR_OK);
+    CHECK_EQ(count, 1);
+    CHECK_EQ(setEnabledReceivers(task, 1), ERR_OK);
+    CHECK_EQ(setIfGain(task, (TARN_ENUM(Rx_Gain))1000), ERR_OK); /* stored as given */
+    CHECK_EQ(setIfGain(task, TARN_GAIN_USE_DEFAULT), ERR_OK);
+    CHECK_EQ(setSerialPortFeature(task, true, UINT_MAX), ERR_TOO_MANY_POINTS);
+    CHECK_EQ(configureTddSettings(task, true, 255, 255, 255, 255, 255, 255, 65535, UINT_MAX,
+                                  UINT_MAX, UINT_MAX, UINT_MAX, UINT_MAX, UINT_MAX),
+             ERR_FEATURE_NOT_PRESENT);
+    CHECK_EQ(utilPingUnit(task, INT_MIN), ERR_NO_RESPONSE);
+    task_t* array[2] = {task, NULL};
+    CHECK_EQ(validateArrayTasks(array, 0), ERR_TASK_ARRAY_INVALID);
+    CHECK_EQ(validateArrayTasks(array, 2), -1);
+    CHECK_EQ(broadcastBeginCommand(array, 0), ERR_TASK_ARRAY_INVALID);
+    CHECK_EQ(getState(task), TASK_STOPPED);
 }
 
 int main(int argc, char** argv) {
@@ -33,6 +95,7 @@ int main(int argc, char** argv) {
     CHECK(progress_calls > 0);
     CHECK_EQ(getState(task), TASK_STOPPED);
     CHECK_EQ(initialize(task, NULL, NULL), ERR_WRONG_STATE);
+    check_hostile_arguments(task);
 
     tarn_hardware_details_t unit = getHardwareDetails(task);
     CHECK(unit.maximumFrequency > unit.minimumFrequency);

@@ -1,6 +1,7 @@
 // The UDP endpoint over real sockets: pacing of long messages, the receive buffer, interrupts
 // between threads, a flood of strangers while a unit streams, and an array of shared tasks
 // initialised from two threads and started by broadcast.
+// TARN_CONCURRENCY_CASES LinkTransport.AnInterrupt*:LinkSharedTasks.*
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -2,6 +2,7 @@
 // the unit's own model. Faults of the unit and the network never hand out another path's or
 // another sweep's data: a broken sweep fails with its code within a bounded time, and the next
 // measure() is right again without the caller restarting. An interrupt ends a blocked measure.
+// TARN_CONCURRENCY_CASES MeasureCycle.Interrupt*
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -10,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "lab_endpoint.h"
 #include "lab_namespace.h"
 #include "measure_lab.h"
 #include "sim_units.h"
@@ -98,23 +100,61 @@ TEST_F(MeasureCycle, DuplicatedAndLatePacketsAreNeverTakenForTheNextSweep) {
     EXPECT_EQ(task->stop(), ERR_OK);
 }
 
-TEST_F(MeasureCycle, LostOrTruncatedPacketBreaksOnlyItsSweep) {
+TEST_F(MeasureCycle, EachFaultBreaksOnlyItsSweepWithItsCode) {
+    struct Cell {
+        const char* fault;
+        Err_Code code;
+        double limitMs;
+    };
+    // Sweeps of four packets (two paths of two); .100 is a units-side address of no unit.
+    const Cell cells[] = {
+        {"drop-packets=2", ERR_BYTES, 1000.0},
+        {"truncate-packets=3,truncate-bytes=8", ERR_BYTES, 1000.0},
+        {"truncate-packets=2,truncate-bytes=1", ERR_BYTES, 1000.0},
+        {"extend-packets=2", ERR_BYTES, 1000.0},
+        {"reorder-packets=1", ERR_BYTES, 1000.0},
+        {"silent-after=2", ERR_NO_RESPONSE, 2000.0},
+        {"answer-from=192.168.1.100", ERR_NO_RESPONSE, 2000.0},
+        // The unit forgets its program; only a reloaded one gives the recovering sweeps.
+        {"restart-after=2", ERR_NO_RESPONSE, 2000.0},
+    };
     prepare(PROG_SYNC);
     expectGoodSweep();
-    unit->setFaults(Sim::FaultSettings::parse("drop-packets=2"));
-    expectFailureThenRecovery(ERR_BYTES, 1000.0);
-    unit->setFaults(Sim::FaultSettings::parse("truncate-packets=3,truncate-bytes=8"));
-    expectFailureThenRecovery(ERR_BYTES, 1000.0);
+    for (const Cell& cell : cells) {
+        SCOPED_TRACE(cell.fault);
+        unit->setFaults(Sim::FaultSettings::parse(cell.fault));
+        expectFailureThenRecovery(cell.code, cell.limitMs);
+    }
     EXPECT_EQ(task->stop(), ERR_OK);
 }
 
-TEST_F(MeasureCycle, RestartMidSweepIsFollowedByAReloadedProgram) {
+TEST_F(MeasureCycle, FailedStartReturnsItsCodeAndTheNextStartRecovers) {
+    struct Cell {
+        const char* fault;
+        double limitMs;
+        Task_State after; // a start-up that ran leaves the task started
+    };
+    // The upload's acknowledgement lost (a 5 s wait); a reply that comes after its 100 ms
+    // time-out and is still queued when the next start() uploads.
+    const Cell cells[] = {{"withhold-next=1", 6000.0, TASK_STOPPED},
+                          {"delay-ms=300", 1000.0, TASK_STARTED}};
     prepare(PROG_SYNC);
-    expectGoodSweep();
-    const uint32_t image = unit->status().imageSize;
-    unit->setFaults(Sim::FaultSettings::parse("restart-after=2"));
-    expectFailureThenRecovery(ERR_NO_RESPONSE, 2000.0);
-    EXPECT_EQ(unit->status().imageSize, image);
+    for (const Cell& cell : cells) {
+        SCOPED_TRACE(cell.fault);
+        ASSERT_EQ(task->stop(), ERR_OK);
+        unit->setFaults(Sim::FaultSettings::parse(cell.fault));
+        const Clock::time_point begun = Clock::now();
+        EXPECT_EQ(task->start(), ERR_NO_RESPONSE);
+        EXPECT_LT(tarnlab::millisecondsBetween(begun, Clock::now()), cell.limitMs);
+        unit->setFaults(Sim::FaultSettings());
+        ASSERT_EQ(task->getState(), cell.after);
+        if (cell.after == TASK_STARTED) {
+            ASSERT_EQ(task->stop(), ERR_OK);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        ASSERT_EQ(task->start(), ERR_OK);
+        expectGoodSweep();
+    }
     EXPECT_EQ(task->stop(), ERR_OK);
 }
 
