@@ -1,0 +1,198 @@
+// tarn-bench: what the library adds to a sweep, measured against simulated units in real-time
+// mode on the lab's host side. Each figure with a goal prints "ok" or "MISSED" and any missed
+// goal makes the exit code 1 (2: the lab or a unit could not be set up).
+//
+//   scripts/bench            full run        scripts/bench --short    the CI run
+#include <CLI/CLI.hpp>
+
+#include <time.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "hardware/point_timing.h"
+#include "lab_namespace.h"
+#include "measure_lab.h"
+#include "sim_units.h"
+#include "task/tarn_task.h"
+#include "task_test_access.h"
+
+namespace {
+
+using namespace Orvek;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint16_t kPort = 1201;
+const char* const kAddress = "192.168.1.10";
+
+// CPU time of the calling thread: the library starts no threads, so this is its whole cost,
+// without the simulated units that run on threads of their own.
+double threadCpuSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + now.tv_nsec * 1e-9;
+}
+
+double seconds(Clock::duration d) {
+    return std::chrono::duration<double>(d).count();
+}
+
+double percentile(std::vector<double> values, double fraction) {
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    const std::size_t index = static_cast<std::size_t>(fraction * (values.size() - 1) + 0.5);
+    return values[std::min(index, values.size() - 1)];
+}
+
+struct Verdicts {
+    int missed = 0;
+    // Prints one figure against its goal (at most `limit`).
+    void atMost(const char* what, double value, double limit, const char* unit) {
+        const bool ok = value <= limit;
+        missed += ok ? 0 : 1;
+        std::printf("  %-44s %10.3f %-4s goal <= %g %s: %s\n", what, value, unit, limit, unit,
+                    ok ? "ok" : "MISSED");
+    }
+};
+
+struct Setup {
+    Hop_Rate hop = HOP_90K;
+    unsigned points = 201;
+    int receiverMask = 1;
+    bool async = false;
+};
+
+// Configures and starts `task`; empty on success, else why not.
+std::string startTask(TarnTask& task, const Setup& setup) {
+    if (task.setHopRate(setup.hop) != ERR_OK ||
+        task.setMeasurementType(setup.async ? PROG_ASYNC : PROG_SYNC) != ERR_OK ||
+        task.utilGenerateLinearSweep(800.0, 1200.0, setup.points) != ERR_OK ||
+        task.addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1) != ERR_OK)
+        return "cannot configure the sweep";
+    if (setup.receiverMask != 1 &&
+        task.setEnabledReceivers(static_cast<unsigned char>(setup.receiverMask)) != ERR_OK)
+        return "cannot enable the receivers";
+    if (task.start() != ERR_OK)
+        return "cannot start the task";
+    if (setup.async && task.beginAsync() != ERR_OK)
+        return "cannot begin streaming";
+    return "";
+}
+
+// measure() wall time minus the unit's own sweep time, over `sweeps` short sweeps.
+std::string sweepOverhead(int sweeps, Verdicts& verdicts) {
+    std::string problem;
+    auto task = tarnlab::initialisedTask(kAddress, kPort, problem);
+    if (!task)
+        return problem;
+    problem = startTask(*task, Setup{});
+    if (!problem.empty())
+        return problem;
+    const double unitSeconds = task->getPreciseTimePerFrame();
+    std::vector<double> overheadMs;
+    double cpu = 0.0;
+    const Clock::time_point begin = Clock::now();
+    for (int i = 0; i < sweeps; ++i) {
+        const double cpuBefore = threadCpuSeconds();
+        const Clock::time_point start = Clock::now();
+        if (task->measure() != ERR_OK)
+            return "measure() failed at sweep " + std::to_string(i + 1);
+        overheadMs.push_back((seconds(Clock::now() - start) - unitSeconds) * 1e3);
+        cpu += threadCpuSeconds() - cpuBefore;
+    }
+    const double elapsed = seconds(Clock::now() - begin);
+    task->stop();
+    std::printf("short sweeps: %d x 201 points at HOP_90K, unit sweep time %.3f ms\n", sweeps,
+                unitSeconds * 1e3);
+    verdicts.atMost("measure() - unit time, median", percentile(overheadMs, 0.5), 0.5, "ms");
+    verdicts.atMost("measure() - unit time, p99", percentile(overheadMs, 0.99), 2.0, "ms");
+    std::printf("  %-44s %10.3f ms\n", "measure() - unit time, max",
+                *std::max_element(overheadMs.begin(), overheadMs.end()));
+    std::printf("  %-44s %10.1f us\n", "CPU per sweep", cpu / sweeps * 1e6);
+    std::printf("  %-44s %10.1f\n", "sweeps/s", sweeps / elapsed);
+    return "";
+}
+
+// CPU share of the caller's thread while measure() waits for a sweep of about one second.
+std::string longSweepCpu(int sweeps, Verdicts& verdicts) {
+    std::string problem;
+    auto task = tarnlab::initialisedTask(kAddress, kPort, problem);
+    if (!task)
+        return problem;
+    Setup setup;
+    setup.hop = HOP_1K;
+    setup.points = 30;
+    problem = startTask(*task, setup);
+    if (!problem.empty())
+        return problem;
+    // Scale the points to a one-second sweep: the pass has a fixed part (band changes, packet
+    // triggers) on top of one point time per frequency.
+    const double perPoint = sPerPoint(
+        setup.hop, TarnTaskTestAccess::state(*task).promParameters.Master_clock_frequency);
+    const double fixed = task->getPreciseTimePerFrame() - setup.points * perPoint;
+    task->stop();
+    task.reset(); // its endpoint holds the port
+    task = tarnlab::initialisedTask(kAddress, kPort, problem);
+    if (!task)
+        return problem;
+    setup.points = std::min(4000u, static_cast<unsigned>((1.0 - fixed) / perPoint));
+    problem = startTask(*task, setup);
+    if (!problem.empty())
+        return problem;
+    double cpu = 0.0, wall = 0.0;
+    for (int i = 0; i < sweeps; ++i) {
+        const double cpuBefore = threadCpuSeconds();
+        const Clock::time_point start = Clock::now();
+        if (task->measure() != ERR_OK)
+            return "the one-second sweep failed";
+        wall += seconds(Clock::now() - start);
+        cpu += threadCpuSeconds() - cpuBefore;
+    }
+    task->stop();
+    std::printf("long sweeps: %d x %u points at HOP_1K, %.3f s each\n", sweeps, setup.points,
+                wall / sweeps);
+    verdicts.atMost("CPU share while waiting", cpu / wall * 100.0, 5.0, "%");
+    return "";
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"tarn-bench: the library's overhead on sweeps against simulated units"};
+    bool shortRun = false;
+    int sweeps = 1000;
+    app.add_flag("--short", shortRun, "the CI run: fewer sweeps, about a minute");
+    app.add_option("--sweeps", sweeps, "short sweeps to time")->check(CLI::Range(10, 100000));
+    CLI11_PARSE(app, argc, argv);
+    if (shortRun)
+        sweeps = std::min(sweeps, 300);
+
+    const std::string lab = tarnlab::hostSideProblem();
+    if (!lab.empty()) {
+        std::fprintf(stderr, "tarn-bench: not on the lab's host side: %s\n", lab.c_str());
+        return 2;
+    }
+    tarnlab::SimulatedUnits units;
+    units.add(tarnlab::measureUnitConfig("s-param", kAddress, kPort, true));
+    const std::string started = units.start();
+    if (!started.empty()) {
+        std::fprintf(stderr, "tarn-bench: cannot start the simulated unit: %s\n", started.c_str());
+        return 2;
+    }
+    Verdicts verdicts;
+    for (auto run : {sweepOverhead, longSweepCpu}) {
+        const std::string problem =
+            run(run == sweepOverhead ? sweeps : (shortRun ? 2 : 5), verdicts);
+        if (!problem.empty()) {
+            std::fprintf(stderr, "tarn-bench: %s\n", problem.c_str());
+            return 2;
+        }
+    }
+    std::printf("%s: %d goal(s) missed\n", verdicts.missed == 0 ? "PASS" : "FAIL", verdicts.missed);
+    return verdicts.missed == 0 ? 0 : 1;
+}
