@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -160,6 +162,95 @@ std::string longSweepCpu(int sweeps, Verdicts& verdicts) {
     return "";
 }
 
+// Consecutive sweeps of one unit advance its 16-bit packet counter by one sweep's packets, the
+// most common step; any other step is a gap, and its size tells how many sweeps it lost.
+void countGaps(const std::vector<int>& counters, long& gaps, long& lost) {
+    std::map<int, int> steps;
+    for (std::size_t i = 1; i < counters.size(); ++i)
+        ++steps[(counters[i] - counters[i - 1] + 65536) % 65536];
+    int usual = 0, seen = 0;
+    for (const auto& step : steps)
+        if (step.second > seen) {
+            usual = step.first;
+            seen = step.second;
+        }
+    for (const auto& step : steps)
+        if (step.first != usual) {
+            gaps += step.second;
+            if (usual > 0 && step.first > usual)
+                lost += static_cast<long>(step.first / usual - 1) * step.second;
+        }
+}
+
+// Free-running sweeps at HOP_90K with every receiver and the most points, from `unitCount`
+// units through one endpoint, read in turn for `duration` seconds.
+std::string streaming(int unitCount, int duration, Verdicts& verdicts) {
+    std::vector<std::unique_ptr<TarnTask>> tasks;
+    std::string problem;
+    for (int i = 0; i < unitCount; ++i) {
+        const std::string address = "192.168.1." + std::to_string(10 + i);
+        if (i == 0) {
+            tasks.push_back(tarnlab::initialisedTask(address, kPort, problem));
+            if (!tasks.back())
+                return problem;
+        } else {
+            tasks.push_back(std::make_unique<TarnTask>(*tasks.front()));
+            if (tasks.back()->setIPAddress(address.c_str()) != ERR_OK ||
+                tasks.back()->setIPPort(kPort) != ERR_OK ||
+                tasks.back()->initialize(nullptr, nullptr) != ERR_OK)
+                return "cannot initialise the task for " + address;
+        }
+    }
+    Setup setup;
+    setup.async = true;
+    setup.points = static_cast<unsigned>(
+        TarnTaskTestAccess::state(*tasks.front()).promParameters.Maximum_number_of_points);
+    setup.receiverMask = 0xF;
+    for (auto& task : tasks) {
+        problem = startTask(*task, setup);
+        if (problem == "cannot enable the receivers") {
+            setup.receiverMask = 1; // a single-receiver unit
+            problem = startTask(*task, setup);
+        }
+        if (!problem.empty())
+            return problem;
+    }
+    std::vector<std::vector<int>> counters(tasks.size());
+    long failed = 0;
+    double cpu = 0.0;
+    const double cpuBefore = threadCpuSeconds();
+    const Clock::time_point begin = Clock::now();
+    const Clock::time_point end = begin + std::chrono::seconds(duration);
+    while (Clock::now() < end) {
+        for (std::size_t i = 0; i < tasks.size(); ++i) {
+            if (tasks[i]->measure() != ERR_OK) {
+                ++failed;
+                continue;
+            }
+            counters[i].push_back(
+                TarnTaskTestAccess::state(*tasks[i]).sweepResults.front().packetCounter);
+        }
+    }
+    const double elapsed = seconds(Clock::now() - begin);
+    cpu = threadCpuSeconds() - cpuBefore;
+    long received = 0, gaps = 0, lost = 0;
+    for (auto& task : tasks)
+        task->stop();
+    for (const auto& unit : counters) {
+        received += static_cast<long>(unit.size());
+        countGaps(unit, gaps, lost);
+    }
+    std::printf("streaming: %d unit(s) through one endpoint, %u points x %d receiver(s) at "
+                "HOP_90K, %.0f s\n",
+                unitCount, setup.points, setup.receiverMask == 1 ? 1 : 4, elapsed);
+    std::printf("  %-44s %10ld (%.1f/s, CPU %.0f %% of a core)\n", "sweeps received", received,
+                received / elapsed, cpu / elapsed * 100.0);
+    verdicts.atMost("sweeps lost", static_cast<double>(lost), 0, "");
+    verdicts.atMost("packet-counter gaps", static_cast<double>(gaps), 0, "");
+    verdicts.atMost("failed sweeps", static_cast<double>(failed), 0, "");
+    return "";
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -168,9 +259,14 @@ int main(int argc, char** argv) {
     int sweeps = 1000;
     app.add_flag("--short", shortRun, "the CI run: fewer sweeps, about a minute");
     app.add_option("--sweeps", sweeps, "short sweeps to time")->check(CLI::Range(10, 100000));
+    int duration = 60;
+    app.add_option("--duration", duration, "seconds of each streaming run")
+        ->check(CLI::Range(1, 600));
     CLI11_PARSE(app, argc, argv);
-    if (shortRun)
+    if (shortRun) {
         sweeps = std::min(sweeps, 300);
+        duration = std::min(duration, 10);
+    }
 
     const std::string lab = tarnlab::hostSideProblem();
     if (!lab.empty()) {
@@ -178,16 +274,23 @@ int main(int argc, char** argv) {
         return 2;
     }
     tarnlab::SimulatedUnits units;
-    units.add(tarnlab::measureUnitConfig("s-param", kAddress, kPort, true));
+    for (int i = 0; i < 8; ++i)
+        units.add(tarnlab::measureUnitConfig("s-param", "192.168.1." + std::to_string(10 + i),
+                                             kPort, true));
     const std::string started = units.start();
     if (!started.empty()) {
-        std::fprintf(stderr, "tarn-bench: cannot start the simulated unit: %s\n", started.c_str());
+        std::fprintf(stderr, "tarn-bench: cannot start the simulated units: %s\n", started.c_str());
         return 2;
     }
     Verdicts verdicts;
-    for (auto run : {sweepOverhead, longSweepCpu}) {
-        const std::string problem =
-            run(run == sweepOverhead ? sweeps : (shortRun ? 2 : 5), verdicts);
+    const std::vector<std::function<std::string()>> runs = {
+        [&] { return sweepOverhead(sweeps, verdicts); },
+        [&] { return longSweepCpu(shortRun ? 2 : 5, verdicts); },
+        [&] { return streaming(1, duration, verdicts); },
+        [&] { return streaming(8, duration, verdicts); },
+    };
+    for (const auto& run : runs) {
+        const std::string problem = run();
         if (!problem.empty()) {
             std::fprintf(stderr, "tarn-bench: %s\n", problem.c_str());
             return 2;
