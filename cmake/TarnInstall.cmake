@@ -1,6 +1,6 @@
 # Installs the shared libraries with their SONAME links and public headers, each with a
 # pkg-config file and a CMake package (find_package(tarndll) -> tarndll::tarndll, and the same
-# for tarnvna), plus the simulator and the command-line tool.
+# for tarnvna), plus the simulator, the command-line tool and the Python package.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -34,3 +34,8 @@ foreach(tool tarn-sim tarnctl)
         install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     endif()
 endforeach()
+
+# The Python package; installed there it finds the libraries two folders up (<prefix>/lib).
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/tarn
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/python3/dist-packages
+        PATTERN "__pycache__" EXCLUDE)

@@ -103,3 +103,18 @@ endif()
 add_executable(sweep_dump ${PROJECT_SOURCE_DIR}/tests/c/sweep_dump.c)
 set_target_properties(sweep_dump PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
 target_link_libraries(sweep_dump PRIVATE tarndll)
+
+# The Python package's tests against simulated units. An ARM build's libraries cannot load into
+# this machine's interpreter, nor sanitized ones without the sanitizer runtime preloaded.
+if(CMAKE_CROSSCOMPILING OR TARN_SANITIZE)
+    add_test(NAME lab.python COMMAND sh -c
+             "echo 'python tests: this build cannot load into the host Python; skipped'; exit 77")
+    set_tests_properties(lab.python PROPERTIES LABELS lab SKIP_RETURN_CODE 77)
+elseif(TARGET tarnctl)
+    add_test(NAME lab.python
+             COMMAND ${PROJECT_SOURCE_DIR}/tests/python/run.sh $<TARGET_FILE:tarn-sim>
+                     $<TARGET_FILE:tarnctl> $<TARGET_FILE_DIR:tarndll> $<TARGET_FILE_DIR:tarnvna>)
+    set_tests_properties(lab.python PROPERTIES FIXTURES_REQUIRED netlab LABELS lab
+        SKIP_RETURN_CODE 77 TIMEOUT 120 RESOURCE_LOCK port1024
+        ENVIRONMENT "TARNLAB_PREFIX=${TARN_LAB_PREFIX}")
+endif()

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "prom/prom_validation.h"
+#include "sim/error_box.h"
 
 namespace Orvek {
 namespace Sim {
@@ -58,25 +59,28 @@ void setPresent(PromParameters& p, std::initializer_list<int> keys) {
         p.setKeyPresent(key, true);
 }
 
-// A factory calibration of an ideal analyser: no directivity, match or isolation error and
-// unit tracking, at a few points across the plan.
-void addCalibration(PromParameters& p, const FrequencyPlan& plan) {
-    const int points = 5;
+// The factory calibration: the unit's own error box measured at 25 points across the plan,
+// close enough for linear interpolation to stay within a few parts in 1e5 (its terms turn by
+// under 0.02 rad between points). Keeping the table short keeps the PROM quick to read.
+void addCalibration(PromParameters& p, const FrequencyPlan& plan, const ErrorBox& box) {
+    const int points = 25;
     p.Number_of_calibration_points = points;
     p.setKeyPresent(PromKey::NumberOfCalPoints, true);
-    for (int column = 0; column < kCalibrationColumns; ++column) {
-        std::vector<double> values(points, 0.0);
-        for (int i = 0; i < points; ++i) {
-            if (column == 0)
-                values[i] = plan.minimumMHz + (plan.maximumMHz - plan.minimumMHz) *
-                                                  static_cast<double>(i) / (points - 1);
-            // Real parts of the reflection and transmission tracking terms, both directions.
-            else if (column == 5 || column == 11 || column == 17 || column == 23)
-                values[i] = 1.0;
+    for (auto& column : p.Calibration_data)
+        column.assign(points, 0.0);
+    for (int i = 0; i < points; ++i) {
+        const double f = plan.minimumMHz + (plan.maximumMHz - plan.minimumMHz) *
+                                               static_cast<double>(i) / (points - 1);
+        p.Calibration_data[0][i] = f;
+        const std::array<Complex, 12> terms = box.terms(f);
+        // The PROM holds single precision; the description says what the PROM holds.
+        for (int t = 0; t < 12; ++t) {
+            p.Calibration_data[1 + 2 * t][i] = static_cast<float>(terms[t].real());
+            p.Calibration_data[2 + 2 * t][i] = static_cast<float>(terms[t].imag());
         }
-        p.Calibration_data[column] = values;
-        p.setKeyPresent(PromParameters::calibrationKeyForColumn(column), true);
     }
+    for (int column = 0; column < kCalibrationColumns; ++column)
+        p.setKeyPresent(PromParameters::calibrationKeyForColumn(column), true);
 }
 
 bool isHexText(const std::string& text) {
@@ -162,7 +166,7 @@ PromParameters profileParameters(const std::string& name, std::uint8_t unitOctet
     p.setKeyPresent(PromKey::FirstText + 1, true);
 
     if (profile.calibration)
-        addCalibration(p, plan);
+        addCalibration(p, plan, ErrorBox::forProfile(profile.name));
     return p;
 }
 

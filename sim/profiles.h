@@ -9,7 +9,8 @@
 //   simple-8port  simple 8-port   400-6400    attenuator, shaft encoders, serial port,
 //                                             4 receivers
 //   s-param       S-parameter     400-6400    attenuator, shaft encoders, serial port,
-//                                             4 receivers, factory calibration (5 points)
+//                                             4 receivers, error box and its factory
+//                                             calibration (25 points)
 //
 // Every plan has four octave bands, an integer PLL behind a 125 MHz DDS, a 32 MHz master
 // clock, two PLL loop-gain boundaries, 4000 points at most and a 32 KiB PROM.

@@ -62,7 +62,10 @@ Complex RfModel::wave(const RfState& state, int receiver) const {
     if (path.internalReference)
         return receiver == 0 ? incident * delay(f, kReferenceLineDelayNs) * testPortGain : 0.0;
     const int listeningPort = receiver == 0 ? path.rxPort : receiver;
-    return dut_.s(listeningPort, path.txPort, f) * incident * testPortGain;
+    const Complex ratio = box_.covers(path.txPort, listeningPort)
+                              ? box_.rawRatio(dut_, path.txPort, listeningPort, f)
+                              : dut_.s(listeningPort, path.txPort, f);
+    return ratio * incident * testPortGain;
 }
 
 IqSample RfModel::quantise(Complex wave) {

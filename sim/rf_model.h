@@ -6,11 +6,13 @@
 // DUT at the receive port, receiver 1 the wave incident on the DUT at the transmit port, so
 // receiver 0 / receiver 1 is the S-parameter of the path (times the receive attenuator's
 // loss); receivers 2 and 3 see the waves leaving the DUT at ports 2 and 3. The receive
-// attenuator sits in the test-port receivers (0, 2, 3), not in the reference receiver.
+// attenuator sits in the test-port receivers (0, 2, 3), not in the reference receiver. Paths
+// between ports 0 and 1 see the DUT through the unit's error box.
 #include <cstdint>
 #include <utility>
 
 #include "sim/dut_model.h"
+#include "sim/error_box.h"
 #include "sim/switch_boards.h"
 #include "sim/unit_hardware.h"
 
@@ -58,10 +60,12 @@ public:
     static constexpr double kRxAmplifierOffDb = 25.0;
 
     RfModel() = default;
-    explicit RfModel(DutModel dut) : dut_(std::move(dut)) {}
+    explicit RfModel(DutModel dut, ErrorBox box = ErrorBox())
+        : dut_(std::move(dut)), box_(std::move(box)) {}
 
     const DutModel& dut() const { return dut_; }
     void setDut(DutModel dut) { dut_ = std::move(dut); }
+    const ErrorBox& errorBox() const { return box_; }
 
     // Complex amplitude in ADC counts that receiver 0..3 sees (before quantisation and noise).
     Complex wave(const RfState& state, int receiver) const;
@@ -79,6 +83,7 @@ public:
 
 private:
     DutModel dut_;
+    ErrorBox box_;
 };
 
 } // namespace Sim

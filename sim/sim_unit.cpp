@@ -58,7 +58,8 @@ SimUnit::SimUnit(const UnitConfig& config, std::shared_ptr<LogSink> sink, Clock:
     options.noiseCounts = config_.noiseCounts;
     options.noiseSeed = config_.seed;
     coreOptions_ = std::make_unique<CoreOptions>(options);
-    core_ = std::make_unique<UnitCore>(hardware_, image, RfModel(dut), options);
+    core_ = std::make_unique<UnitCore>(
+        hardware_, image, RfModel(dut, ErrorBox::forProfile(config_.profile)), options);
     faults_.configure(config_.faults);
     core_->setFaultInjector(&faults_);
     network_ = std::make_unique<UnitNetwork>(*this);
@@ -66,8 +67,8 @@ SimUnit::SimUnit(const UnitConfig& config, std::shared_ptr<LogSink> sink, Clock:
 
 void SimUnit::restartCore() {
     const double t = now();
-    core_ = std::make_unique<UnitCore>(hardware_, core_->prom().contents(t),
-                                       RfModel(core_->rf().dut()), *coreOptions_);
+    core_ = std::make_unique<UnitCore>(hardware_, core_->prom().contents(t), core_->rf(),
+                                       *coreOptions_);
     core_->setFaultInjector(&faults_);
     LogEntry entry;
     entry.kind = LogKind::Event;
@@ -258,6 +259,11 @@ void SimUnit::setDut(DutModel dut) {
 DutModel SimUnit::dut() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return core_->rf().dut();
+}
+
+ErrorBox SimUnit::errorBox() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return core_->rf().errorBox();
 }
 
 RfState SimUnit::rfState() const {

@@ -102,6 +102,8 @@ public:
     // --- Model: what the unit's receivers see.
     void setDut(DutModel dut);
     DutModel dut() const;
+    // The unit's own imperfections between its receivers and the DUT (its profile's).
+    ErrorBox errorBox() const;
     // The electrical state the unit's registers set now.
     RfState rfState() const;
     // What receiver 0..3 reports for a path and frequency with the unit's present gain,

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "tarnctl_cal.h"
 #include "tarnctl_common.h"
 #include "tarnctl_measure.h"
 #include "tarnctl_service.h"
@@ -104,9 +105,24 @@ int main(int argc, char** argv) {
     sweepCommand->add_option("-o,--output", sweep.output, "output file, .sNp or .csv");
     sweepCommand->add_option("--count", count, "sweeps to write, each to a numbered file");
     sweepCommand->add_option("--average", average, "sweeps averaged into each written one");
+    bool corrected = false, raw = false;
+    std::string calFile;
+    auto* correctedFlag = sweepCommand->add_flag(
+        "--corrected", corrected,
+        "apply the unit's calibration, and fail if it has none (default: apply it when present)");
+    auto* rawFlag = sweepCommand->add_flag("--raw", raw, "receiver ratios as measured");
+    auto* calOption =
+        sweepCommand->add_option("--cal", calFile, "apply the calibration in FILE (CSV)");
+    rawFlag->excludes(correctedFlag)->excludes(calOption);
     sweepCommand->callback([&] {
         action = [&] {
-            SweepRun run{unit, sweep};
+            SweepRun run;
+            run.unit = unit;
+            run.options = sweep;
+            run.correction = raw                             ? CorrectionMode::Raw
+                             : corrected || !calFile.empty() ? CorrectionMode::Corrected
+                                                             : CorrectionMode::Automatic;
+            run.calFile = calFile;
             run.count = static_cast<unsigned>(parseInteger(count, "--count", 1, 100000));
             run.average = static_cast<unsigned>(parseInteger(average, "--average", 1, 10000));
             return runSweep(run);
@@ -138,7 +154,8 @@ int main(int argc, char** argv) {
     listing->callback(
         [&] { action = [&] { return runListing(promPath, sweep, async, listingOutput); }; });
 
-    CLI::App* cal = app.add_subcommand("cal", "the calibration held in the unit's PROM, as CSV");
+    CLI::App* cal = app.add_subcommand("cal", "calibrate, and the calibration held in the unit's "
+                                              "PROM, as CSV");
     cal->require_subcommand(1);
     CLI::App* exportCal = cal->add_subcommand("export", "save the calibration to FILE");
     addUnitOptions(*exportCal, unit, port, timeout);
@@ -151,6 +168,38 @@ int main(int argc, char** argv) {
     importCal->add_option("FILE", path, "CSV file from cal export")->required();
     importCal->add_flag("-y,--yes", yes, "do not ask");
     importCal->callback([&] { action = [&] { return runCalImport(unit, path, yes); }; });
+
+    CLI::App* writeCal = cal->add_subcommand(
+        "write", "store the calibration in FILE (from cal solt) in the PROM (asks first)");
+    addUnitOptions(*writeCal, unit, port, timeout);
+    writeCal->add_option("FILE", path, "calibration CSV")->required();
+    writeCal->add_flag("-y,--yes", yes, "do not ask");
+    writeCal->callback([&] { action = [&] { return runCalWrite(unit, path, yes); }; });
+
+    SoltRun solt;
+    CLI::App* soltCommand = cal->add_subcommand(
+        "solt", "calibrate with short, open, load and thru standards; writes the calibration CSV");
+    addUnitOptions(*soltCommand, unit, port, timeout);
+    addSweepOptions(*soltCommand, sweep);
+    soltCommand->add_option("-o,--output", solt.output, "calibration CSV to write")->required();
+    soltCommand->add_option("--raw-dir", solt.rawFolder,
+                            "folder for the raw sweeps of the standards (default .)");
+    soltCommand->add_option("--from", solt.rawFolder,
+                            "compute from the raw sweeps (short, open, load, thru .s2p) in this "
+                            "folder instead of measuring");
+    soltCommand->add_flag("-y,--yes", solt.yes, "measure each standard without waiting");
+    soltCommand->add_option("--short-model", solt.shortModel, "the shorts' reflection (.s1p)");
+    soltCommand->add_option("--open-model", solt.openModel, "the opens' reflection (.s1p)");
+    soltCommand->add_option("--load-model", solt.loadModel, "the loads' reflection (.s1p)");
+    soltCommand->add_option("--thru-model", solt.thruModel, "the thru's S-parameters (.s2p)");
+    soltCommand->callback([&] {
+        action = [&] {
+            solt.unit = unit;
+            solt.options = sweep;
+            solt.fromFiles = soltCommand->count("--from") > 0;
+            return runCalSolt(solt);
+        };
+    });
 
     if (argc <= 1) {
         std::fputs(app.help().c_str(), stderr);

@@ -263,6 +263,8 @@ int runSweep(const SweepRun& run) {
     if (run.count > 1 && run.options.output.empty())
         usageError("--count above 1 needs --output: each sweep goes to its own numbered file");
     precheck(run.options);
+    Correction correction;
+    correction.choose(run.unit, run.correction, run.calFile);
     Task task;
     const tarn_hardware_details_t unit = connect(task, run.unit);
     const SweepPlan plan = makePlan(run.options, unit);
@@ -273,11 +275,6 @@ int runSweep(const SweepRun& run) {
     check(run.unit, "frequencies", getFrequencies(task.get(), freqs.data(), n));
     // A summary goes where the data does not.
     FILE* summary = run.options.output.empty() ? stderr : stdout;
-    const std::string comment = "Measured by tarnctl sweep from unit " + run.unit.text() + " (" +
-                                versionString() + ")\n" + plan.settings +
-                                "\nS-parameters are receiver 0 / receiver 1 of each path; "
-                                "port k of this file is front-panel port k-1\n" +
-                                utcNow();
     for (unsigned index = 0; index < run.count; ++index) {
         Columns sum = columnsOf(plan, n);
         const auto began = Clock::now();
@@ -289,6 +286,12 @@ int runSweep(const SweepRun& run) {
         for (auto& column : sum.values)
             for (Complex& value : column)
                 value /= static_cast<double>(run.average);
+        correction.apply(plan, freqs, sum.values);
+        const std::string comment = "Measured by tarnctl sweep from unit " + run.unit.text() +
+                                    " (" + versionString() + ")\n" + plan.settings +
+                                    "\nRaw ratios are receiver 0 / receiver 1 of each path; "
+                                    "port k of this file is front-panel port k-1\n" +
+                                    correction.comment() + "\n" + utcNow();
         const std::string path = numberedPath(run.options.output, index, run.count);
         write(path, plan, freqs, sum, comment);
         std::fprintf(summary,

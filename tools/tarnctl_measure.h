@@ -2,6 +2,7 @@
 // Sweeps and streams through the driver's exported interface, as any application runs them.
 #include <string>
 
+#include "tarnctl_cal.h"
 #include "tarnctl_common.h"
 #include "tarnctl_plan.h"
 
@@ -12,6 +13,8 @@ struct SweepRun {
     SweepOptions options;
     unsigned count = 1;   // sweeps written
     unsigned average = 1; // sweeps averaged into each
+    CorrectionMode correction = CorrectionMode::Automatic;
+    std::string calFile; // calibration CSV instead of the unit's own
 };
 
 struct StreamRun {

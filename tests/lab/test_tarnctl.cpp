@@ -147,7 +147,7 @@ TEST(Tarnctl, TouchstoneReadsBackToWhatTheUnitMeasured) {
             ::testing::TempDir() + "tarnctl_sweep.s" + std::to_string(c.ports) + "p";
         std::remove(output.c_str());
         const Result run = tarnctl("sweep -p " + std::to_string(c.port) + " " + c.range +
-                                   " --points 21 -o " + output);
+                                   " --points 21 --raw -o " + output);
         ASSERT_EQ(run.exitCode, 0) << run.err;
 
         const Touchstone file = readTouchstone(output, c.ports);
@@ -171,6 +171,89 @@ TEST(Tarnctl, TouchstoneReadsBackToWhatTheUnitMeasured) {
             // place (that the ratios are the S-parameters is the simulator's own test).
             ASSERT_GT(std::abs(unit.dut().s(1, 0, 2000.0) - unit.dut().s(0, 1, 2000.0)), 0.05);
         }
+    }
+}
+
+// Largest |file - truth| over every point and S-parameter of a two-port file, and the largest
+// |S11| or |S21| (a passive DUT never exceeds 1).
+struct Deviation {
+    double worst = 0.0, largestMagnitude = 0.0;
+};
+Deviation deviation(const Touchstone& file, const Orvek::Sim::DutModel& dut) {
+    Deviation d;
+    for (size_t k = 0; k < file.hz.size(); ++k)
+        for (int out = 0; out < 2; ++out) {
+            for (int in = 0; in < 2; ++in)
+                d.worst = std::max(d.worst,
+                                   std::abs(file.s[k][out][in] - dut.s(out, in, file.hz[k] / 1e6)));
+            d.largestMagnitude = std::max(d.largestMagnitude, std::abs(file.s[k][out][0]));
+        }
+    return d;
+}
+
+TEST(Tarnctl, CalibratedSweepsRecoverTheDutBehindTheErrorBox) {
+    TARN_REQUIRE_LAB_HOST_SIDE();
+    tarnlab::SimulatedUnits units;
+    auto config = tarnlab::simUnitConfig("s-param", "192.168.1.10", 1267);
+    config.realTime = false;
+    config.promWriteDelayMs = 0.0;
+    Orvek::Sim::SimUnit& unit = units.add(config);
+    ASSERT_EQ(units.start(), "");
+    const Orvek::Sim::DutModel bench = unit.dut();
+    // Gain lifts the samples well above the ADC's step without clipping the largest wave.
+    const std::string sweep = "sweep -p 1267 --start 1000 --stop 2200 --points 61 --gain 24 ";
+    const std::string out = ::testing::TempDir() + "tarnctl_cal_";
+
+    struct Run {
+        const char* name;
+        const char* options;
+        const char* comment; // what the file must say about correction
+    } runs[] = {
+        {"stored", "", "Corrected with the unit's stored 12-term calibration (25 points"},
+        {"raw", "--raw", "Raw receiver ratios, not corrected (--raw)"},
+    };
+    for (const Run& r : runs) {
+        SCOPED_TRACE(r.name);
+        const std::string file = out + r.name + ".s2p";
+        const Result run = tarnctl(sweep + r.options + " -o " + file);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_NE(slurp(file).find(r.comment), std::string::npos) << slurp(file).substr(0, 600);
+        const Deviation d = deviation(readTouchstone(file, 2), bench);
+        if (*r.options) {
+            EXPECT_GT(d.worst, 0.05);
+        } else {
+            EXPECT_LT(d.worst, 0.01);
+            EXPECT_LE(d.largestMagnitude, 1.0);
+        }
+    }
+
+    // The user's own SOLT: the standards' raw sweeps, the calibration from them, and sweeps
+    // corrected with it from the file and, once written, from the unit's PROM.
+    const std::string folder = ::testing::TempDir();
+    const char* standards[] = {"short", "open", "load", "thru"};
+    for (const char* standard : standards) {
+        unit.setDut(Orvek::Sim::DutModel::parse(
+            std::string(standard) == "thru" ? "thru:0-1:0:0"
+                                            : std::string(standard) + ":0," + standard + ":1"));
+        const Result run = tarnctl(sweep + "--raw -o " + folder + standard + ".s2p");
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+    }
+    unit.setDut(bench);
+    const std::string cal = out + "solt.csv";
+    Result run = tarnctl("cal solt --from " + folder + " -o " + cal);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(tarnctl("cal write -p 1267 " + cal + " </dev/null").exitCode, 4);
+    run = tarnctl("cal write --yes -p 1267 " + cal);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    for (const char* source : {"--cal ", "--corrected "}) {
+        SCOPED_TRACE(source);
+        const std::string file = out + "solt.s2p";
+        run = tarnctl(sweep + source + (source[2] == 'c' && source[3] == 'a' ? cal : "") + " -o " +
+                      file);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        const Deviation d = deviation(readTouchstone(file, 2), bench);
+        EXPECT_LT(d.worst, 0.01);
+        EXPECT_LE(d.largestMagnitude, 1.0);
     }
 }
 

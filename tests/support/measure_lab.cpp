@@ -103,7 +103,7 @@ Sim::IqSample modelSample(const Sim::SimUnit& unit, TarnTask& task, Transmit_Pat
     state.extraRxLossDb = options.testPortLossDb;
     if (receiver >= unit.hardware().receivers)
         return {};
-    return Sim::RfModel(unit.dut()).sample(state, receiver);
+    return Sim::RfModel(unit.dut(), unit.errorBox()).sample(state, receiver);
 }
 
 int expectPathMatchesModel(TarnTask& task, const Sim::SimUnit& unit, Transmit_Path tx,

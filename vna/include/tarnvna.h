@@ -120,6 +120,116 @@ TARNVNA_API int tarnvna_prom_export_cal(const tarnvna_prom_t* prom, const char* 
 TARNVNA_API int tarnvna_prom_import_cal(tarnvna_prom_t* prom, const char* path, char* errors,
                                         size_t errors_size);
 
+/* ---- Calibration: the 12-term error model ---- */
+
+/* Error terms, in the column order of the calibration CSV: forward (port 1 driving) then
+ * reverse (port 2 driving) directivity, source match, reflection tracking, isolation, load
+ * match and transmission tracking. */
+enum {
+    TARNVNA_EDF,
+    TARNVNA_ESF,
+    TARNVNA_ERF,
+    TARNVNA_EXF,
+    TARNVNA_ELF,
+    TARNVNA_ETF,
+    TARNVNA_EDR,
+    TARNVNA_ESR,
+    TARNVNA_ERR,
+    TARNVNA_EXR,
+    TARNVNA_ELR,
+    TARNVNA_ETR,
+    TARNVNA_TERMS
+};
+
+/* Term t at point k is re[k * TARNVNA_TERMS + t] (and im likewise); frequencies strictly
+ * ascending. Made by the caller, or by this library (then released with tarnvna_cal_free). */
+typedef struct tarnvna_cal_t {
+    unsigned int points;
+    double* freq_mhz;
+    double* re;
+    double* im;
+} tarnvna_cal_t;
+
+/* tarnvna_cal_interpolate and tarnvna_cal_apply: beyond the table's ends use the end values
+ * instead of failing. */
+#define TARNVNA_CAL_EXTRAPOLATE 1
+
+/* The table a PROM description carries. ERR_BAD_CAL when it has none or its frequencies are
+ * not ascending. Release with tarnvna_cal_free. */
+TARNVNA_API int tarnvna_prom_cal(const tarnvna_prom_t* prom, tarnvna_cal_t* cal);
+/* Replaces the description's table and re-encodes the image (the prom is untouched on
+ * failure). ERR_BAD_CAL for an invalid table, ERR_TOO_MANY_POINTS when the image would not fit
+ * the PROM. Write the image to the unit with tarnvna_unit_write_prom. */
+TARNVNA_API int tarnvna_prom_set_cal(tarnvna_prom_t* prom, const tarnvna_cal_t* cal);
+/* The calibration CSV (25 columns, "Freq,EDFi,EDFq,..."). Write: ERR_BAD_CAL for an invalid
+ * table, ERR_BYTES when the file cannot be written (an existing file is then kept). Read:
+ * ERR_BYTES (unreadable), ERR_BAD_CAL (malformed or not ascending). */
+TARNVNA_API int tarnvna_cal_write(const char* path, const tarnvna_cal_t* cal);
+TARNVNA_API int tarnvna_cal_read(const char* path, tarnvna_cal_t* cal);
+TARNVNA_API void tarnvna_cal_free(tarnvna_cal_t* cal);
+
+/* Every term at `count` frequencies (any order), linear in the real and imaginary parts
+ * between the table's points. ERR_FREQ_OUT_OF_BOUNDS for a frequency outside the table unless
+ * flags hold TARNVNA_CAL_EXTRAPOLATE; ERR_BAD_CAL for an invalid table. *result is the
+ * caller's (tarnvna_cal_free); its frequencies are the ones asked for, in their order, so it
+ * is a table only when they ascend. */
+TARNVNA_API int tarnvna_cal_interpolate(const tarnvna_cal_t* cal, const double* freq_mhz,
+                                        unsigned int count, int flags, tarnvna_cal_t* result);
+
+/* Corrects raw ratios: a two-port network (the four raw ratios, S11 S21 S12 S22 measured with
+ * port 1 and then port 2 driving) with all twelve terms, a one-port (reflection only, port 1)
+ * with the forward directivity, source match and reflection tracking. The terms are
+ * interpolated to the network's frequencies (flags as tarnvna_cal_interpolate). *corrected is
+ * the caller's (tarnvna_network_free). ERR_INVALID_PARAMETER for another port count, codes as
+ * tarnvna_cal_interpolate, ERR_BAD_CAL when the terms make the correction singular (a zero
+ * tracking term). */
+TARNVNA_API int tarnvna_cal_apply(const tarnvna_cal_t* cal, int flags, const tarnvna_network_t* raw,
+                                  tarnvna_network_t* corrected);
+
+/* A coaxial standard by its usual coefficients: an offset line (delay, loss, impedance) ending
+ * in an open (capacitance c0 + c1 f + c2 f^2 + c3 f^3, f in Hz), a short (inductance
+ * l0 + l1 f + ...) or a load (resistance). */
+enum { TARNVNA_STANDARD_OPEN, TARNVNA_STANDARD_SHORT, TARNVNA_STANDARD_LOAD };
+typedef struct tarnvna_standard_t {
+    int kind;
+    double offset_delay_ps;
+    double offset_loss_gohm_per_s;
+    double offset_z0_ohm; /* 0 means 50 */
+    double c[4];          /* 1e-15 F, 1e-27 F/Hz, 1e-36 F/Hz^2, 1e-45 F/Hz^3 */
+    double l[4];          /* 1e-12 H, 1e-24 H/Hz, 1e-33 H/Hz^2, 1e-42 H/Hz^3 */
+    double load_ohm;      /* 0 means 50 */
+} tarnvna_standard_t;
+
+/* The standard's reflection at `count` frequencies as a one-port network (the caller's,
+ * tarnvna_network_free). ERR_INVALID_PARAMETER for an unknown kind, a negative value or a
+ * frequency that is not positive and finite. */
+TARNVNA_API int tarnvna_standard_model(const tarnvna_standard_t* standard, const double* freq_mhz,
+                                       unsigned int count, tarnvna_network_t* model);
+
+/* SOLT: the raw sweeps of the standards, all two-port networks of raw ratios at the same
+ * frequencies: shorts, opens and loads on both ports (the loads' transmission ratios are the
+ * isolation terms), and the thru between the ports. The models say what the standards are,
+ * each null for the ideal one (short -1, open +1, load 0, a flush thru): one-port networks for
+ * the reflection standards of each port, a two-port for the thru, at any frequencies that
+ * cover the sweep's (interpolated, never extrapolated). */
+typedef struct tarnvna_solt_t {
+    const tarnvna_network_t* shorts;
+    const tarnvna_network_t* opens;
+    const tarnvna_network_t* loads;
+    const tarnvna_network_t* thru;
+    const tarnvna_network_t* short_model[2];
+    const tarnvna_network_t* open_model[2];
+    const tarnvna_network_t* load_model[2];
+    const tarnvna_network_t* thru_model;
+} tarnvna_solt_t;
+
+/* The twelve terms at the sweep's frequencies, which must ascend. ERR_INVALID_PARAMETER for a
+ * missing sweep, another port count or differing frequencies; ERR_FREQ_OUT_OF_BOUNDS when a
+ * model does not cover the sweep; ERR_BAD_CAL when the standards do not determine the terms
+ * (two standards that measure alike, a thru that transmits nothing). *cal is the caller's
+ * (tarnvna_cal_free). */
+TARNVNA_API int tarnvna_cal_solt(const tarnvna_solt_t* solt, tarnvna_cal_t* cal);
+
 /* ---- The program a configuration would upload ---- */
 
 /* A sweep configuration as the driver's setters take it. Frequencies: `frequency_count` values
