@@ -43,7 +43,13 @@ bool ReceiveQueues::deliver(const std::string& sender, uint16_t senderPort, cons
         return false;
     }
     makeRoomFor(length);
-    found->second.datagrams.emplace_back(data, data + length);
+    if (spares.empty()) {
+        found->second.datagrams.emplace_back(data, data + length);
+    } else {
+        found->second.datagrams.push_back(std::move(spares.back()));
+        spares.pop_back();
+        found->second.datagrams.back().assign(data, data + length);
+    }
     found->second.bytes += length;
     totals.queuedBytes += length;
     ++totals.queuedDatagrams;
@@ -55,7 +61,11 @@ bool ReceiveQueues::take(const std::string& unit, std::vector<char>& out) {
     if (found == queues.end() || found->second.datagrams.empty()) {
         return false;
     }
-    out = popFront(found->second);
+    std::vector<char> front = popFront(found->second);
+    // A caller's large buffer is not kept: spares stay datagram-sized.
+    if (out.capacity() != 0 && out.capacity() <= 65536 && spares.size() < maxSpareBuffers)
+        spares.push_back(std::move(out));
+    out = std::move(front);
     return true;
 }
 

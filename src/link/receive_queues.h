@@ -57,6 +57,10 @@ private:
         std::deque<std::vector<char>> datagrams;
         std::size_t bytes = 0;
     };
+    // Buffers of taken datagrams, reused for the next ones so that a steady stream allocates
+    // nothing per datagram. At most maxSpareBuffers of at most 64 KiB each.
+    static constexpr std::size_t maxSpareBuffers = 64;
+    std::vector<std::vector<char>> spares;
     std::map<std::string, Queue> queues; // one per addressed unit
     uint16_t unitPort = 0;
     Counters totals;

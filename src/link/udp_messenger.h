@@ -4,6 +4,7 @@
 // bound to, because the unit listens on that port) and hands back datagrams with the address
 // that sent them. It knows nothing of the unit's protocol and takes no lock; SocketManager
 // serialises its use. Every failure is an Err_Code; nothing throws.
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -13,6 +14,11 @@
 namespace Orvek {
 
 class ReceiveQueues;
+
+// Benchmark hook, off unless a benchmark sets it (internal, never exported): timed receives
+// then behave like the plain driver loop the library is compared against, 701 back-to-back
+// polls and then whole sleeps of the poll interval, ignoring readiness.
+extern std::atomic<bool> sleepingReceiveBaseline;
 
 class UDPMessenger {
 public:
