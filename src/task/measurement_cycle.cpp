@@ -42,9 +42,6 @@ Err_Code TarnTask::start() {
     helpers_->recovery = TaskHelpers::Recovery::None;
     helpers_->sweepSync = SweepSync();
 
-    // Whatever the unit sent before this (data of a free run it was halted in, an answer to a
-    // halt that came late) would be taken for the upload's answers.
-    s.socketManager->drain(address);
     int result = TARN::uploadProgram(s.socketManager, address, s.compiledProgram);
     if (result != ERR_OK)
         return static_cast<Err_Code>(result);
