@@ -1,7 +1,8 @@
-// Host-side cost of one measurement: generating the program when the task starts and decoding
-// a sweep's packets into per-path data after every measure, for a large sweep (1,000 points
-// across four bands, four receivers, four paths). Counters: "samples/s" of decoded I/Q
-// samples (points x receivers x paths), "program_bytes" of the generated image.
+// Host-side cost of one measurement: generating and compiling the program when the task starts
+// (from 10 points to the test unit's maximum of 1,000, with a linear fit: cost per point), decoding
+// a sweep's packets into per-path data after every measure (MB/s of payload and samples/s), and
+// handing one path's sweep out through extractSweepData. The large sweep crosses four bands with
+// four receivers and four paths; "program_bytes" is the generated image's size.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -18,14 +19,14 @@ using namespace Orvek;
 constexpr int kPoints = 1000; // the test unit's maximum
 constexpr unsigned char kAllReceivers = 0x0F;
 
-std::unique_ptr<TarnTask> largestSweepTask() {
+std::unique_ptr<TarnTask> sweepTask(int points = kPoints) {
     auto task = tarntest::makeStoppedTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0x40);
     task->setHopRate(HOP_90K);
     task->setEnabledReceivers(kAllReceivers);
-    std::vector<double> freqs(kPoints);
-    for (int i = 0; i < kPoints; ++i)
-        freqs[i] = 400.0 + i * 5.0; // crosses bands 3 to 0
-    task->setFrequencies(freqs.data(), kPoints);
+    std::vector<double> freqs(points);
+    for (int i = 0; i < points; ++i)
+        freqs[i] = 400.0 + i * (5000.0 / points); // crosses bands 3 to 0 at any size
+    task->setFrequencies(freqs.data(), static_cast<unsigned>(points));
     task->addPathToMeasure(TARN_TX_PATH_0, TARN_RX_PATH_1);
     task->addPathToMeasure(TARN_TX_PATH_1, TARN_RX_PATH_0);
     task->addPathToMeasure(TARN_TX_PATH_2, TARN_RX_PATH_3);
@@ -34,7 +35,7 @@ std::unique_ptr<TarnTask> largestSweepTask() {
 }
 
 void BM_GenerateProgram(benchmark::State& state) {
-    auto task = largestSweepTask();
+    auto task = sweepTask(static_cast<int>(state.range(0)));
     TarnTask::TaskHelpers helpers(task.get());
     for (auto _ : state) {
         helpers.buildTarnProgramNormal();
@@ -42,16 +43,20 @@ void BM_GenerateProgram(benchmark::State& state) {
     }
     state.counters["program_bytes"] =
         static_cast<double>(TarnTaskTestAccess::state(*task).compiledProgram.imageSize());
+    state.SetComplexityN(state.range(0));
 }
-BENCHMARK(BM_GenerateProgram)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GenerateProgram)
+    ->RangeMultiplier(10)
+    ->Range(10, kPoints)
+    ->Arg(500)
+    ->Complexity(benchmark::oN)
+    ->Unit(benchmark::kMicrosecond);
 
-void BM_DecodeSweep(benchmark::State& state) {
-    auto task = largestSweepTask();
-    TarnTask::TaskHelpers helpers(task.get());
-    helpers.buildTarnProgramNormal();
-    const TaskState& s = TarnTaskTestAccess::state(*task);
+// The packets of one sweep of every path, as the unit would send them (any sample values).
+std::vector<PacketData> sweepPackets(const TaskState& s, std::size_t& bytes) {
     std::vector<PacketData> packets;
     uint16_t counter = 1;
+    bytes = 0;
     for (std::size_t path = 0; path < s.measuredPaths.size(); ++path) {
         for (int length : s.packetSizes) {
             PacketData packet;
@@ -59,9 +64,20 @@ void BM_DecodeSweep(benchmark::State& state) {
             packet.payload.resize(length);
             for (int i = 0; i < length; ++i)
                 packet.payload[i] = static_cast<uint8_t>(i * 7 + path);
+            bytes += static_cast<std::size_t>(length);
             packets.push_back(std::move(packet));
         }
     }
+    return packets;
+}
+
+void BM_DecodeSweep(benchmark::State& state) {
+    auto task = sweepTask();
+    TarnTask::TaskHelpers helpers(task.get());
+    helpers.buildTarnProgramNormal();
+    const TaskState& s = TarnTaskTestAccess::state(*task);
+    std::size_t bytes = 0;
+    const std::vector<PacketData> packets = sweepPackets(s, bytes);
     std::vector<SweepData> results;
     for (auto _ : state) {
         results.clear();
@@ -69,11 +85,30 @@ void BM_DecodeSweep(benchmark::State& state) {
             state.SkipWithError("decoding failed");
         benchmark::DoNotOptimize(results.data());
     }
+    state.SetBytesProcessed(static_cast<int64_t>(bytes) * state.iterations());
     state.counters["samples/s"] = benchmark::Counter(
         static_cast<double>(kPoints) * s.measuredPaths.size() * 4 * state.iterations(),
         benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_DecodeSweep)->Unit(benchmark::kMicrosecond);
+
+// One path of the decoded sweep handed to the caller (1,000 points, four receivers).
+void BM_ExtractSweepData(benchmark::State& state) {
+    auto task = sweepTask();
+    TarnTask::TaskHelpers helpers(task.get());
+    helpers.buildTarnProgramNormal();
+    TaskState& s = TarnTaskTestAccess::state(*task);
+    std::size_t bytes = 0;
+    if (helpers.getDataFromPacketsNormal(sweepPackets(s, bytes), s.sweepResults) != ERR_OK)
+        state.SkipWithError("decoding failed");
+    SweepData out;
+    for (auto _ : state) {
+        if (task->extractSweepData(TARN_TX_PATH_1, TARN_RX_PATH_0, out) != ERR_OK)
+            state.SkipWithError("extractSweepData failed");
+        benchmark::DoNotOptimize(out.receiverData.data());
+    }
+}
+BENCHMARK(BM_ExtractSweepData)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 
