@@ -1,5 +1,5 @@
-// Decoding compiled images (the simulated unit runs uploads through this): every instruction
-// form, and arbitrary bytes decoded without reading past the image.
+// Decoding compiled images: every instruction form. (Arbitrary bytes are the program reader's
+// fuzz target's work.)
 #include <gtest/gtest.h>
 
 #include <cstdint>
