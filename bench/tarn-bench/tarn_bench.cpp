@@ -282,6 +282,46 @@ std::string streaming(int unitCount, int duration, Verdicts& verdicts) {
 
 } // namespace
 
+// The PROM download (initialize() reads the image one byte per exchange; its other few
+// exchanges count too) against bytes x the measured round trip, and the program upload that
+// start() sends, against its size.
+std::string transfers(Verdicts& verdicts) {
+    std::string problem;
+    const Clock::time_point begin = Clock::now();
+    auto task = tarnlab::initialisedTask(kAddress, kPort, problem);
+    if (!task)
+        return problem;
+    const double downloadSeconds = seconds(Clock::now() - begin);
+    const std::vector<std::uint8_t> image = Orvek::Sim::profilePromImage("s-param", 10);
+    const int bytes = (image.at(20) << 8 | image.at(21)) + 20; // the list length, plus header
+    std::vector<double> roundTrips;
+    for (int i = 0; i < 50; ++i) {
+        const Clock::time_point start = Clock::now();
+        if (task->utilPingUnit(1) != ERR_OK)
+            return "the unit did not answer a ping";
+        roundTrips.push_back(seconds(Clock::now() - start));
+    }
+    const double roundTrip = percentile(roundTrips, 0.5) / 2; // a ping is two halt exchanges
+    std::printf("PROM download: %d bytes, round trip %.1f us (median of 50 pings, halved)\n", bytes,
+                roundTrip * 1e6);
+    verdicts.atMost("download / (bytes x round trip)", downloadSeconds / (bytes * roundTrip), 2.0,
+                    "x");
+    Setup setup;
+    setup.points = 4000; // the profile's maximum: the largest upload
+    const Clock::time_point start = Clock::now();
+    problem = startTask(*task, setup);
+    if (!problem.empty())
+        return problem;
+    const double startSeconds = seconds(Clock::now() - start);
+    const std::size_t uploaded =
+        TarnTaskTestAccess::state(*task).compiledProgram.program.size() + 8; // "W0000", "FF\n"
+    task->stop();
+    std::printf("program upload: %zu bytes at 4000 points\n", uploaded);
+    std::printf("  %-44s %10.3f ms\n", "start() (upload, start-up)", startSeconds * 1e3);
+    std::printf("  %-44s %10.3f MB/s\n", "upload rate", uploaded / startSeconds / 1e6);
+    return "";
+}
+
 int main(int argc, char** argv) {
     CLI::App app{"tarn-bench: the library's overhead on sweeps against simulated units"};
     bool shortRun = false;
@@ -319,6 +359,7 @@ int main(int argc, char** argv) {
         [&] { return longSweepCpu(shortRun ? 2 : 5, verdicts); },
         [&] { return streaming(1, duration, verdicts); },
         [&] { return streaming(8, duration, verdicts); },
+        [&] { return transfers(verdicts); },
     };
     for (const auto& run : runs) {
         const std::string problem = run();

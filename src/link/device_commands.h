@@ -43,7 +43,8 @@ int sendMessage(const Endpoint& endpoint, const std::string& address, const std:
                 std::string& reply, int timeoutMs, int pollMs);
 
 // Uploads the compiled program as "W0000" + program text + "FF\n" and waits up to 5 s for the
-// acknowledgement "FF" from the unit; datagrams the unit left queued are dropped first. 0,
+// acknowledgement "FF" from the unit; datagrams the unit left queued are dropped first, and
+// later ones that cannot be an acknowledgement (not beginning with "F" or "f") are skipped. 0,
 // ERR_PROG_OVERFLOW (text longer than 0x1FFF0 characters, nothing sent), ERR_SOCKET,
 // ERR_NO_RESPONSE or ERR_BYTES (any other acknowledgement).
 int uploadProgram(const Endpoint& endpoint, const std::string& address,

@@ -1,4 +1,6 @@
 // Program upload: the compiled image goes to the unit as one hex text command.
+#include <chrono>
+
 #include "link/device_commands.h"
 #include "link/transport.h"
 #include "program/program_source.h"
@@ -11,6 +13,8 @@ namespace {
 // The unit acknowledges only after storing the whole image.
 constexpr int uploadAckTimeoutMs = 5000;
 constexpr int uploadAckPollMs = 50;
+// A whole sweep of the fastest, largest program fits in far fewer datagrams.
+constexpr int maxStaleBeforeAck = 4096;
 } // namespace
 
 int uploadProgram(const Endpoint& endpoint, const std::string& address,
@@ -33,16 +37,26 @@ int uploadProgram(const Endpoint& endpoint, const std::string& address,
     }
     // Taken from the unit uploaded to, not from whichever unit is selected: another task
     // sharing the endpoint may select its own unit meanwhile.
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(uploadAckTimeoutMs);
     std::vector<char> reply;
-    const int received =
-        endpoint->receive_from(reply, address, uploadAckTimeoutMs, uploadAckPollMs);
-    if (received != ERR_OK) {
-        return received;
+    for (int stale = 0;; ++stale) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                              deadline - std::chrono::steady_clock::now())
+                              .count();
+        const int received = endpoint->receive_from(
+            reply, address, static_cast<int>(left > 0 ? left : 0), uploadAckPollMs);
+        if (received != ERR_OK) {
+            return received;
+        }
+        // Data packets of a run the unit was just halted in, or a prompt that came late, can
+        // still be on their way after the drain; they do not begin as an acknowledgement does.
+        const bool answer = !reply.empty() && (reply[0] == 'F' || reply[0] == 'f');
+        if (!answer && stale < maxStaleBeforeAck) {
+            continue;
+        }
+        return reply.size() >= 2 && reply[0] == 'F' && reply[1] == 'F' ? ERR_OK : ERR_BYTES;
     }
-    if (reply.size() >= 2 && reply[0] == 'F' && reply[1] == 'F') {
-        return ERR_OK;
-    }
-    return ERR_BYTES;
 }
 
 } // namespace TARN
