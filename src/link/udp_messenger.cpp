@@ -368,9 +368,11 @@ int UDPMessenger::receiveFrom(char* buffer, std::size_t length, std::size_t& rec
     // The first checks spin, to catch a fast reply without any scheduling delay.
     // Yielding between checks costs nothing on an idle host and lets whatever else is runnable
     // (on a small host, possibly the very process that is to answer) use the processor.
-    // On a loaded host every yield can cost a whole time slice, so the spin also ends after
-    // about a millisecond; the poll steps below then take over.
-    const Clock::time_point spinEnd = Clock::now() + std::chrono::milliseconds(1);
+    // The spin lasts a few round trips (a reply on the unit's LAN takes tens of microseconds),
+    // not longer: a stream's data packets come a millisecond or so apart, and spinning through
+    // each gap would keep a core busy for nothing. On a loaded host every yield can cost a
+    // whole time slice as well. The poll steps below then take over; they wake on readiness.
+    const Clock::time_point spinEnd = Clock::now() + std::chrono::microseconds(200);
     for (int polls = 0; polls <= spinPolls; ++polls) {
         const int checked = check();
         if (checked != 0) {

@@ -65,10 +65,10 @@ public:
     int available_bytes() const;
 
     // Timed receive of one datagram into `buffer`. timeoutMs 0 checks once; pollMs 0 waits
-    // without counting time until a datagram arrives or interrupt() is called. Otherwise 700
-    // quick checks, then waits for readability in steps of at most pollMs until more than
-    // timeoutMs has been spent waiting. 0, ERR_NO_RESPONSE (time-out or interrupt) or
-    // ERR_SOCKET.
+    // without counting time until a datagram arrives or interrupt() is called. Otherwise up to
+    // 700 quick checks within 200 microseconds, then waits for readability in steps of at most
+    // pollMs until more than timeoutMs has been spent waiting. 0, ERR_NO_RESPONSE (time-out or
+    // interrupt) or ERR_SOCKET.
     int receive(char* buffer, std::size_t length, std::size_t& received, std::string& source,
                 int timeoutMs, int pollMs, Wait wait = Wait::Fresh);
     // As above into a 9001-byte buffer; on success `out` holds all 9001 bytes whatever the
