@@ -1,5 +1,6 @@
 // Host-side cost of one measurement: generating and compiling the program when the task starts
-// (from 10 points to the test unit's maximum of 1,000, with a linear fit: cost per point), decoding
+// (from 10 points to 4,000, the most any unit profile allows, with a linear fit: cost per point),
+// decoding
 // a sweep's packets into per-path data after every measure (MB/s of payload and samples/s), and
 // handing one path's sweep out through extractSweepData. The large sweep crosses four bands with
 // four receivers and four paths; "program_bytes" is the generated image's size.
@@ -16,11 +17,12 @@ namespace {
 
 using namespace Orvek;
 
-constexpr int kPoints = 1000; // the test unit's maximum
+constexpr int kPoints = 4000; // the s-param profile's maximum
 constexpr unsigned char kAllReceivers = 0x0F;
 
 std::unique_ptr<TarnTask> sweepTask(int points = kPoints) {
     auto task = tarntest::makeStoppedTask(SWITCHBOARD_SIMPLE_4_PORT_SWITCH, 0x40);
+    task->getHardwareDetails()->Maximum_number_of_points = kPoints;
     task->setHopRate(HOP_90K);
     task->setEnabledReceivers(kAllReceivers);
     std::vector<double> freqs(points);
@@ -48,7 +50,7 @@ void BM_GenerateProgram(benchmark::State& state) {
 BENCHMARK(BM_GenerateProgram)
     ->RangeMultiplier(10)
     ->Range(10, kPoints)
-    ->Arg(500)
+    ->Arg(2000)
     ->Complexity(benchmark::oN)
     ->Unit(benchmark::kMicrosecond);
 
@@ -92,7 +94,7 @@ void BM_DecodeSweep(benchmark::State& state) {
 }
 BENCHMARK(BM_DecodeSweep)->Unit(benchmark::kMicrosecond);
 
-// One path of the decoded sweep handed to the caller (1,000 points, four receivers).
+// One path of the decoded sweep handed to the caller (4,000 points, four receivers).
 void BM_ExtractSweepData(benchmark::State& state) {
     auto task = sweepTask();
     TarnTask::TaskHelpers helpers(task.get());

@@ -136,7 +136,8 @@ AcquisitionPlan appendAcquisitionSegment(const MeasurementProgramInput& s,
         const int band = freqToBand(f, prom, false);
         unsigned char tx2 = 0, tx1 = 0, tx0 = 0, rx2 = 0, rx1 = 0, rx0 = 0;
         std::string description;
-        freqToRegisters(f, band, prom, tx2, tx1, tx0, rx2, rx1, rx0, &description);
+        freqToRegisters(f, band, prom, tx2, tx1, tx0, rx2, rx1, rx0,
+                        s.withListing ? &description : nullptr);
         source.add<TxDDSRegister>(tx0, tx1, tx2, description + ", TX Register");
         source.add<RxDDSRegister>(rx0, rx1, rx2, " RX Register");
 
@@ -240,7 +241,8 @@ MeasurementProgram generateMeasurementProgram(const MeasurementProgramInput& s,
                         static_cast<double>(s.minimumPacketTimeoutMs));
     p.main.packetLengths = p.packetSizes;
 
-    p.listing = source.compiledHumanReadable(prom);
+    if (s.withListing)
+        p.listing = source.compiledHumanReadable(prom, p.compiled);
     return p;
 }
 

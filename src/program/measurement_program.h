@@ -58,6 +58,9 @@ struct MeasurementProgramInput {
     std::string startupLabel = "startup";
     std::string mainLabel = "jumptable start";
     std::string freqsLabel = "freqs";
+    // The annotated listing (with each point's synthesised frequencies) costs more than the
+    // program itself, so only tools that show it ask for it.
+    bool withListing = false;
 };
 
 struct MeasurementProgram {
@@ -70,7 +73,7 @@ struct MeasurementProgram {
     int generationField2 = 0;
     int packetsPerSweep = 0;  // measured paths x packets per pass
     double sweepTimeMs = 0.0; // program time of one sweep over all paths
-    std::string listing;      // annotated listing
+    std::string listing;      // annotated listing; empty unless asked for
     int tddFlagsWord = 0;     // what TDD register 00 now holds, and its readable form
     std::string tddDescription;
     // Longest program time between two data packets of a sweep, in point times, and the

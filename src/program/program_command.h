@@ -42,6 +42,10 @@ public:
 
     virtual bool isLabel() const { return false; }
 
+    // True for commands whose text depends on label addresses (`compiled` above). Only these
+    // are rendered a second time; any other command must give its final text in the first pass.
+    virtual bool refersToLabels() const { return false; }
+
 protected:
     ProgramCommand() = default;
     ProgramCommand(const ProgramCommand&) = default;
@@ -233,6 +237,7 @@ public:
     std::string compile(const PromParameters& params,
                         const CompiledProgram* compiled) const override;
     std::string humanReadable(const PromParameters& params) const override;
+    bool refersToLabels() const override { return true; }
 
     std::string label;
 };
@@ -245,6 +250,7 @@ public:
     std::string compile(const PromParameters& params,
                         const CompiledProgram* compiled) const override;
     std::string humanReadable(const PromParameters& params) const override;
+    bool refersToLabels() const override { return true; }
 
     std::string label;
 };

@@ -62,8 +62,11 @@ void appendAddress(std::string& out, std::size_t address) {
 
 std::string ProgramSource::compiledHumanReadable(const PromParameters& params) const {
     // Jumps and calls need the label addresses to render their final bytes.
-    const CompiledProgram compiled = compile(params);
+    return compiledHumanReadable(params, compile(params));
+}
 
+std::string ProgramSource::compiledHumanReadable(const PromParameters& params,
+                                                 const CompiledProgram& compiled) const {
     std::string listing;
     // Roughly: each byte shows as three characters, plus a listing line per command.
     listing.reserve(compiled.program.size() * 2 + commands.size() * 48 + 1024);

@@ -18,12 +18,21 @@ bool CompiledProgram::findLabel(const std::string& name, std::uint32_t& address)
 
 CompiledProgram ProgramSource::compile(const PromParameters& params) const {
     CompiledProgram result;
+    struct Reference {
+        const ProgramCommand* command;
+        std::size_t offset; // of its placeholder text
+        std::size_t length;
+    };
+    std::vector<Reference> references;
 
     // First pass: placeholders have their final length, so every label address is final.
     for (const auto& command : commands) {
         if (!command)
             continue;
+        const std::size_t offset = result.program.size();
         result.program += command->compile(params, nullptr);
+        if (command->refersToLabels())
+            references.push_back({command.get(), offset, result.program.size() - offset});
         if (command->isLabel()) {
             // Only Label answers true; the check keeps a stray override from being misread.
             if (const auto* label = dynamic_cast<const Label*>(command.get())) {
@@ -34,13 +43,11 @@ CompiledProgram ProgramSource::compile(const PromParameters& params) const {
         }
     }
 
-    const std::size_t firstPassLength = result.program.size();
-    result.program.clear();
-    result.program.reserve(firstPassLength);
-
-    for (const auto& command : commands) {
-        if (command)
-            result.program += command->compile(params, &result);
+    // Second pass: only jumps and calls change, each in place. Going backwards keeps the
+    // earlier offsets valid even if a text should resolve to another length.
+    for (auto reference = references.rbegin(); reference != references.rend(); ++reference) {
+        result.program.replace(reference->offset, reference->length,
+                               reference->command->compile(params, &result));
     }
     return result;
 }

@@ -73,8 +73,11 @@ public:
     std::string humanReadable(const PromParameters& params) const;
 
     // Annotated listing: a header of the unit's synthesiser parameters, then every command's
-    // listing line followed by its image address and bytes.
+    // listing line followed by its image address and bytes. The second form takes this
+    // source's compile() result instead of compiling again.
     std::string compiledHumanReadable(const PromParameters& params) const;
+    std::string compiledHumanReadable(const PromParameters& params,
+                                      const CompiledProgram& compiled) const;
 };
 
 } // namespace Orvek

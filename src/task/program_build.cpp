@@ -52,11 +52,13 @@ MeasurementProgramInput programInput(TarnTask& task, const TaskState& s) {
 
 } // namespace
 
-void TarnTask::TaskHelpers::buildTarnProgramNormal() {
+void TarnTask::TaskHelpers::buildTarnProgramNormal(bool withListing) {
     TaskState& s = *task->state_;
     if (s.state != TASK_STOPPED)
         return;
-    MeasurementProgram p = generateMeasurementProgram(programInput(*task, s), s.promParameters);
+    MeasurementProgramInput input = programInput(*task, s);
+    input.withListing = withListing;
+    MeasurementProgram p = generateMeasurementProgram(input, s.promParameters);
 
     s.compiledProgram = std::move(p.compiled);
     s.startupEntryPoint = std::move(p.startup);

@@ -24,9 +24,10 @@ public:
     // --- Program generation ---
 
     // Generates, compiles and keeps the whole program of the task (TASK_STOPPED only, otherwise
-    // nothing happens), with its entry points, packet sizes, timing figures and listing. Throws
-    // like generateMeasurementProgram; the previous program is then kept.
-    void buildTarnProgramNormal();
+    // nothing happens), with its entry points, packet sizes and timing figures, and its
+    // annotated listing when asked (otherwise the kept listing is empty). Throws like
+    // generateMeasurementProgram; the previous program is then kept.
+    void buildTarnProgramNormal(bool withListing = false);
     // Points the unit's program counter at the jump table ("W%04x"). TASK_STARTED only
     // (ERR_WRONG_STATE); otherwise the exchange's code.
     int setPcToMainEntryPoint();

@@ -64,7 +64,7 @@ int tarnvna_program_listing(const tarnvna_prom_t* prom, const tarnvna_sweep_conf
         const int result = configure(task, *config);
         if (result != ERR_OK)
             return result;
-        TarnTaskToolAccess::helpers(task).buildTarnProgramNormal();
+        TarnTaskToolAccess::helpers(task).buildTarnProgramNormal(true);
         if (state.compiledProgram.program.empty())
             return ERR_BYTES;
         if (state.compiledProgram.program.size() > TARN::maxProgramTextLength)
