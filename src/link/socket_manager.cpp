@@ -9,6 +9,13 @@ namespace Orvek {
 
 namespace {
 using Clock = std::chrono::steady_clock;
+
+// Datagrams sorted into the queues before a receive looks for its own: enough for a burst
+// from every unit on the endpoint, few enough that a stream faster than the host cannot hold
+// the caller (the rest waits in the socket, in order).
+constexpr std::size_t kReceiveBatch = 256;
+// A drain empties a full socket buffer of data packets, yet ends under a flood.
+constexpr std::size_t kDrainLimit = 16384;
 } // namespace
 
 // Registers a wait for one unit for as long as a receive_from runs (also while it waits for
@@ -124,7 +131,7 @@ int SocketManager::receive_from(std::vector<char>& out, const std::string& addre
     }
     std::lock_guard<std::mutex> lock(mutex, std::adopt_lock);
     queues.address(address);
-    messenger->receive_waiting(queues);
+    messenger->receive_waiting(queues, kReceiveBatch);
     if (queues.take(address, out)) {
         return ERR_OK;
     }
@@ -155,7 +162,7 @@ int SocketManager::receive_from(std::vector<char>& out, const std::string& addre
 int SocketManager::receive_from_any(std::vector<char>& out, std::string& source, int timeoutMs,
                                     int pollMs) {
     std::lock_guard<std::mutex> lock(mutex);
-    messenger->receive_waiting(queues);
+    messenger->receive_waiting(queues, kReceiveBatch);
     std::string unit;
     if (!queues.firstWaiting(unit)) {
         messenger->receive_into(queues, timeoutMs, pollMs);
@@ -178,7 +185,7 @@ int SocketManager::receive_from_any(std::string& out, std::string& source, int t
 
 std::size_t SocketManager::drain(const std::string& address) {
     std::lock_guard<std::mutex> lock(mutex);
-    messenger->receive_waiting(queues);
+    messenger->receive_waiting(queues, kDrainLimit);
     return queues.drop(address);
 }
 

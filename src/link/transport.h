@@ -55,7 +55,8 @@ public:
                                  int pollMs) = 0;
 
     // Discards every datagram queued from `address` (also those already waiting on the
-    // socket); other units' queues are untouched. Returns how many were dropped.
+    // socket, up to a bound that a flood cannot hold open); other units' queues are untouched.
+    // Returns how many were dropped.
     virtual std::size_t drain(const std::string& address) = 0;
     // The unit is no longer addressed: its queue is freed and its datagrams are dropped until
     // a task addresses it again.

@@ -416,12 +416,12 @@ int UDPMessenger::receive(std::vector<char>& out, std::string& source, int timeo
     return result;
 }
 
-int UDPMessenger::receive_waiting(ReceiveQueues& queues) {
+int UDPMessenger::receive_waiting(ReceiveQueues& queues, std::size_t limit) {
     if (!state->isOpen) {
         return ERR_SOCKET;
     }
     std::vector<char>& buffer = state->scratch;
-    for (;;) {
+    for (std::size_t taken = 0; taken < limit; ++taken) {
         std::size_t received = 0;
         std::string sender;
         uint16_t senderPort = 0;
@@ -434,6 +434,7 @@ int UDPMessenger::receive_waiting(ReceiveQueues& queues) {
         }
         queues.deliver(sender, senderPort, buffer.data(), received);
     }
+    return ERR_OK;
 }
 
 int UDPMessenger::receive_into(ReceiveQueues& queues, int timeoutMs, int pollMs, Wait wait) {

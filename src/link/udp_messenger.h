@@ -74,9 +74,10 @@ public:
     // As above into a 9001-byte buffer; on success `out` holds all 9001 bytes whatever the
     // datagram's length (callers of this form know the length from the content).
     int receive(std::vector<char>& out, std::string& source, int timeoutMs, int pollMs);
-    // Hands every datagram already waiting to `queues` (which admits or drops it) without
-    // waiting. 0 or ERR_SOCKET.
-    int receive_waiting(ReceiveQueues& queues);
+    // Hands the datagrams already waiting, at most `limit` of them, to `queues` (which admits
+    // or drops each) without waiting. The limit matters when a sender outpaces the host: the
+    // socket then never runs empty, and only the limit ends the call. 0 or ERR_SOCKET.
+    int receive_waiting(ReceiveQueues& queues, std::size_t limit);
     // One timed receive; on success the datagram (exactly its bytes, with its sender's address
     // and port) goes to `queues`. Otherwise the receive's code.
     int receive_into(ReceiveQueues& queues, int timeoutMs, int pollMs, Wait wait = Wait::Fresh);
