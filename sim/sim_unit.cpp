@@ -80,12 +80,19 @@ SimUnit::~SimUnit() {
     stop();
 }
 
+std::unique_lock<std::mutex> SimUnit::callerLock() const {
+    ++callersWaiting_;
+    std::unique_lock<std::mutex> lock(mutex_);
+    --callersWaiting_;
+    return lock;
+}
+
 double SimUnit::now() const {
     return std::chrono::duration<double>(Clock::now() - origin_).count();
 }
 
 void SimUnit::start() {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     if (thread_.joinable())
         return;
     network_->open();
@@ -105,7 +112,7 @@ void SimUnit::start() {
 
 void SimUnit::stop() {
     {
-        std::lock_guard<std::mutex> lock(mutex_);
+        const auto lock = callerLock();
         if (!thread_.joinable())
             return;
         stopRequested_ = true;
@@ -115,7 +122,7 @@ void SimUnit::stop() {
         }
     }
     thread_.join();
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     network_->close();
     ::close(wakeFd_);
     wakeFd_ = -1;
@@ -172,6 +179,9 @@ double SimUnit::nextWakeup(double now) const {
 void SimUnit::loop() {
     double lastTrigger = now();
     while (true) {
+        // Let callers from other threads in first (see callerLock()).
+        while (callersWaiting_.load() > 0)
+            std::this_thread::yield();
         double wait = 0.0;
         std::vector<pollfd> fds;
         {
@@ -208,7 +218,7 @@ void SimUnit::loop() {
 }
 
 void SimUnit::setFaults(const FaultSettings& faults) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     faults_.configure(faults);
     LogEntry entry;
     entry.kind = LogKind::Event;
@@ -217,17 +227,17 @@ void SimUnit::setFaults(const FaultSettings& faults) {
 }
 
 FaultSettings SimUnit::faults() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return faults_.settings();
 }
 
 std::vector<LogEntry> SimUnit::log() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return log_.entries();
 }
 
 std::vector<LogEntry> SimUnit::log(LogKind kind) const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     std::vector<LogEntry> selected;
     for (LogEntry& entry : log_.entries())
         if (entry.kind == kind)
@@ -236,12 +246,12 @@ std::vector<LogEntry> SimUnit::log(LogKind kind) const {
 }
 
 void SimUnit::clearLog() {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     log_.clear();
 }
 
 UnitStatus SimUnit::status() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     UnitStatus status = counters_;
     status.running = core_->running();
     status.programCounter = core_->programCounter();
@@ -252,27 +262,27 @@ UnitStatus SimUnit::status() const {
 }
 
 void SimUnit::setDut(DutModel dut) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     core_->setDut(std::move(dut));
 }
 
 DutModel SimUnit::dut() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return core_->rf().dut();
 }
 
 ErrorBox SimUnit::errorBox() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return core_->rf().errorBox();
 }
 
 RfState SimUnit::rfState() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return core_->rfState();
 }
 
 IqSample SimUnit::expectedSample(double frequencyMHz, const SwitchPath& path, int receiver) const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     RfState state = core_->rfState();
     state.txFrequencyMHz = frequencyMHz;
     state.rxFrequencyMHz =
@@ -285,7 +295,7 @@ IqSample SimUnit::expectedSample(double frequencyMHz, const SwitchPath& path, in
 }
 
 IqSample SimUnit::expectedSample(const RfState& state, int receiver) const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     if (receiver >= hardware_.receivers)
         return IqSample{};
     return core_->rf().sample(state, receiver);
@@ -300,48 +310,48 @@ IqSample SimUnit::expectedSample(double frequencyMHz, int txPort, int rxPort, in
 }
 
 double SimUnit::tunedFrequencyMHz() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return core_->rfState().txFrequencyMHz;
 }
 
 std::uint8_t SimUnit::reg(std::uint8_t address) const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return core_->reg(address);
 }
 
 std::uint8_t SimUnit::externalReg(std::uint8_t address) const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return core_->externalReg(address);
 }
 
 std::vector<std::uint8_t> SimUnit::promContents() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     return core_->prom().contents(now());
 }
 
 void SimUnit::setPromContents(const std::vector<std::uint8_t>& image) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     core_->prom().load(image);
 }
 
 std::vector<std::uint8_t> SimUnit::programImage() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     const auto& memory = core_->programMemory();
     return std::vector<std::uint8_t>(memory.begin(), memory.begin() + core_->imageSize());
 }
 
 void SimUnit::feedSerial(const std::vector<std::uint8_t>& bytes) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     core_->serial().feed(bytes);
 }
 
 void SimUnit::setSerialInstrument(bool on) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     core_->serial().setInstrument(on);
 }
 
 void SimUnit::setShaftEncoderRates(double countsPerSecond1, double countsPerSecond2) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const auto lock = callerLock();
     core_->encoders().setRates(countsPerSecond1, countsPerSecond2);
 }
 

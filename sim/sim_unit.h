@@ -8,6 +8,7 @@
 // clock, FC waits for the next millisecond, and a data packet leaves no earlier than the
 // program time at which the program sent it. In fast mode the program runs as fast as it can
 // and packets leave at once.
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -155,7 +156,12 @@ private:
     std::unique_ptr<UnitNetwork> network_;
     UnitStatus counters_;
 
+    // Every lock taken outside the unit's own thread goes through callerLock(): a unit that has
+    // fallen behind real time (on a slow or emulated host) runs its loop without pausing, and a
+    // plain mutex would let it take the lock back each time before a waiting caller got it.
+    std::unique_lock<std::mutex> callerLock() const;
     mutable std::mutex mutex_;
+    mutable std::atomic<int> callersWaiting_{0};
     std::thread thread_;
     bool stopRequested_ = false;
     int wakeFd_ = -1;

@@ -91,20 +91,25 @@ Sim::SwitchPath boardConnection(SwitchBoard_Type board, Transmit_Path tx, Receiv
     return path;
 }
 
-Sim::IqSample modelSample(const Sim::SimUnit& unit, TarnTask& task, Transmit_Path tx,
-                          Receive_Path rx, double freqMHz, int receiver,
-                          const ModelOptions& options) {
-    Sim::RfState state =
-        Sim::RfState::tuned(freqMHz, boardConnection(unit.hardware().board, tx, rx));
+namespace {
+
+// The model is taken from the unit once per sweep: a real-time unit that falls behind (as under
+// emulation) holds its lock nearly all the time, and a lookup per point could wait for ages.
+Sim::IqSample modelSample(const Sim::RfModel& model, const Sim::UnitHardware& hardware,
+                          TarnTask& task, Transmit_Path tx, Receive_Path rx, double freqMHz,
+                          int receiver, const ModelOptions& options) {
+    Sim::RfState state = Sim::RfState::tuned(freqMHz, boardConnection(hardware.board, tx, rx));
     const bool off = options.transmitterOff && options.transmitterOff(freqMHz);
     state.txAmplifier = task.getTXPowerAmpState() && !off;
     state.txRfSwitch = task.getTXRFSwitchState() && !off;
     state.rxAmplifier = task.getRXPowerAmpState();
     state.extraRxLossDb = options.testPortLossDb;
-    if (receiver >= unit.hardware().receivers)
+    if (receiver >= hardware.receivers)
         return {};
-    return Sim::RfModel(unit.dut(), unit.errorBox()).sample(state, receiver);
+    return model.sample(state, receiver);
 }
+
+} // namespace
 
 int expectPathMatchesModel(TarnTask& task, const Sim::SimUnit& unit, Transmit_Path tx,
                            Receive_Path rx, const ModelOptions& options) {
@@ -117,6 +122,7 @@ int expectPathMatchesModel(TarnTask& task, const Sim::SimUnit& unit, Transmit_Pa
     const double* freqs = task.getFrequencies();
     EXPECT_EQ(sweep.numberOfPoints, points);
     EXPECT_EQ(static_cast<int>(sweep.receivers.size()), task.getnumberOfEnabledReceivers());
+    const Sim::RfModel model(unit.dut(), unit.errorBox());
     int nonZero = 0;
     int mismatches = 0;
     for (std::size_t r = 0; r < sweep.receivers.size(); ++r) {
@@ -127,8 +133,9 @@ int expectPathMatchesModel(TarnTask& task, const Sim::SimUnit& unit, Transmit_Pa
             return 0;
         }
         for (int k = 0; k < points; ++k) {
-            const Sim::IqSample expected = modelSample(
-                unit, task, tx, rx, freqs[k], static_cast<int>(sweep.receivers[r]), options);
+            const Sim::IqSample expected =
+                modelSample(model, unit.hardware(), task, tx, rx, freqs[k],
+                            static_cast<int>(sweep.receivers[r]), options);
             // Largest accepted difference per I or Q value: one count.
             const bool same = std::fabs(data.real[k] - expected.i) <= 1 &&
                               std::fabs(data.imag[k] - expected.q) <= 1;

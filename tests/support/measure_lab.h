@@ -43,14 +43,10 @@ struct ModelOptions {
 Orvek::Sim::SwitchPath boardConnection(Orvek::SwitchBoard_Type board, Orvek::Transmit_Path tx,
                                        Orvek::Receive_Path rx);
 
-// What receiver `receiver` of `unit` reports at `freqMHz` on the path the switch board connects
-// for (tx, rx), at gain 0 and with the task's amplifier settings.
-Orvek::Sim::IqSample modelSample(const Orvek::Sim::SimUnit& unit, Orvek::TarnTask& task,
-                                 Orvek::Transmit_Path tx, Orvek::Receive_Path rx, double freqMHz,
-                                 int receiver, const ModelOptions& options = {});
-
 // Extracts the path's sweep and expects every enabled receiver's I/Q at every frequency to be
-// the model's. Returns the number of samples that were not zero (0 also on failure).
+// what the unit's radio model gives on the path its switch board connects for (tx, rx), at
+// gain 0 and with the task's amplifier settings. Returns the number of samples that were not
+// zero (0 also on failure).
 int expectPathMatchesModel(Orvek::TarnTask& task, const Orvek::Sim::SimUnit& unit,
                            Orvek::Transmit_Path tx, Orvek::Receive_Path rx,
                            const ModelOptions& options = {});
