@@ -1,9 +1,8 @@
 // Host-side cost of one measurement: generating and compiling the program when the task starts
 // (from 10 points to 4,000, the most any unit profile allows, with a linear fit: cost per point),
-// decoding
-// a sweep's packets into per-path data after every measure (MB/s of payload and samples/s), and
-// handing one path's sweep out through extractSweepData. The large sweep crosses four bands with
-// four receivers and four paths; "program_bytes" is the generated image's size.
+// decoding a sweep's packets into per-path data after every measure (MB/s of payload and
+// samples/s), and handing one path's sweep out through extractSweepData. The large sweep crosses
+// four bands with four receivers and four paths; "program_bytes" is the generated image's size.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>

@@ -7,7 +7,7 @@ import re
 import statistics
 import sys
 
-FIGURE = re.compile(r"^  (\S.*?)\s{2,}(-?[0-9.]+)(?: +(ms|us|%|x)(?=\s|$))?")
+FIGURE = re.compile(r"^  (\S.*?)\s{2,}(-?[0-9.]+)(?: +(ms|us|%|x|MB/s)(?=\s|$))?")
 BEGIN, END = "<!-- bench results begin -->", "<!-- bench results end -->"
 
 
@@ -35,7 +35,7 @@ def machine():
             if line.startswith("model name"):
                 model = line.split(":", 1)[1].strip()
                 break
-    return f"{model}, {os.cpu_count()} cores, Linux {platform.release()}, shared with other builds"
+    return f"{model}, {os.cpu_count()} cores, Linux {platform.release()}"
 
 
 def main():
