@@ -1,5 +1,7 @@
 // The task's side of program generation: its settings become the generator's input, and the
 // generated program with its figures replaces the task's previous one.
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "program/measurement_program.h"
@@ -52,13 +54,19 @@ MeasurementProgramInput programInput(TarnTask& task, const TaskState& s) {
 
 } // namespace
 
-void TarnTask::TaskHelpers::buildTarnProgramNormal(bool withListing) {
+struct TarnTask::TaskHelpers::BuildInputs {
+    MeasurementProgramInput input;
+    PromParameters prom;
+};
+
+void TarnTask::TaskHelpers::buildTarnProgramNormal() {
     TaskState& s = *task->state_;
     if (s.state != TASK_STOPPED)
         return;
-    MeasurementProgramInput input = programInput(*task, s);
-    input.withListing = withListing;
-    MeasurementProgram p = generateMeasurementProgram(input, s.promParameters);
+    auto inputs =
+        std::make_shared<BuildInputs>(BuildInputs{programInput(*task, s), s.promParameters});
+    MeasurementProgram p = generateMeasurementProgram(inputs->input, inputs->prom);
+    lastBuild = std::move(inputs);
 
     s.compiledProgram = std::move(p.compiled);
     s.startupEntryPoint = std::move(p.startup);
@@ -69,11 +77,19 @@ void TarnTask::TaskHelpers::buildTarnProgramNormal(bool withListing) {
     s.generationField2 = p.generationField2;
     s.packetsPerSweep = p.packetsPerSweep;
     s.sweepTimeMs = p.sweepTimeMs;
-    s.programListing = std::move(p.listing);
     s.tddFlagsWord = p.tddFlagsWord;
     s.tddDescription = std::move(p.tddDescription);
     longestPacketGap = p.longestPacketGap;
     pointTimeMs = p.pointTimeMs;
+}
+
+std::string TarnTask::TaskHelpers::programListing() const {
+    if (!lastBuild)
+        return std::string();
+    // The same inputs give the same program; only the listing is added.
+    MeasurementProgramInput input = lastBuild->input;
+    input.withListing = true;
+    return generateMeasurementProgram(input, lastBuild->prom).listing;
 }
 
 int TarnTask::TaskHelpers::packetTimeoutMs() const {

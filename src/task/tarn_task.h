@@ -85,7 +85,6 @@ struct TaskState {
     int generationField2 = 0;     // consumed by the measurement cycle
     int packetsPerSweep = 0;      // measured paths x packets per pass
     double sweepTimeMs = 0.0;     // program time of one sweep over all paths
-    std::string programListing;   // annotated listing of the program last built, if asked for
     std::vector<ExclusionBand> exclusionBands; // in insertion order, never merged
     std::vector<SweepData> sweepResults;       // one per measured path, in list order
 };

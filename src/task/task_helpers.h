@@ -3,6 +3,8 @@
 // the decoding of the unit's data packets into sweep data.
 #include <atomic>
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "tarndll.h"
@@ -24,10 +26,13 @@ public:
     // --- Program generation ---
 
     // Generates, compiles and keeps the whole program of the task (TASK_STOPPED only, otherwise
-    // nothing happens), with its entry points, packet sizes and timing figures, and its
-    // annotated listing when asked (otherwise the kept listing is empty). Throws like
-    // generateMeasurementProgram; the previous program is then kept.
-    void buildTarnProgramNormal(bool withListing = false);
+    // nothing happens), with its entry points, packet sizes, timing figures and listing. Throws
+    // like generateMeasurementProgram; the previous program is then kept.
+    void buildTarnProgramNormal();
+    // The annotated listing of the program last built (empty before the first build). The task
+    // keeps what that build was made from and renders the listing when asked: rendering costs
+    // several times the build itself, and start() has no use for it.
+    std::string programListing() const;
     // Points the unit's program counter at the jump table ("W%04x"). TASK_STARTED only
     // (ERR_WRONG_STATE); otherwise the exchange's code.
     int setPcToMainEntryPoint();
@@ -53,6 +58,9 @@ public:
     double sweepTimestamp(uint32_t count);
 
     TarnTask* task;
+    // The inputs of the last build, for its listing.
+    struct BuildInputs;
+    std::shared_ptr<const BuildInputs> lastBuild;
     // Sweep-timer bookkeeping across sweeps: the previous count and the accumulated wraps.
     uint32_t previousSweepTimer = 0;
     uint64_t sweepTimerOffset = 0;

@@ -64,12 +64,12 @@ int tarnvna_program_listing(const tarnvna_prom_t* prom, const tarnvna_sweep_conf
         const int result = configure(task, *config);
         if (result != ERR_OK)
             return result;
-        TarnTaskToolAccess::helpers(task).buildTarnProgramNormal(true);
+        TarnTaskToolAccess::helpers(task).buildTarnProgramNormal();
         if (state.compiledProgram.program.empty())
             return ERR_BYTES;
         if (state.compiledProgram.program.size() > TARN::maxProgramTextLength)
             return ERR_PROG_OVERFLOW;
-        char* copy = mallocCopy(state.programListing);
+        char* copy = mallocCopy(TarnTaskToolAccess::helpers(task).programListing());
         if (!copy)
             return ERR_BYTES;
         *listing = copy;
