@@ -48,12 +48,22 @@ std::string readCommand(int promAddress) {
     return command;
 }
 
+// A byte reply begins with exactly two hex digits. (A scanf conversion would also take a sign
+// or a blank, and "-1" would become a negative byte.)
 bool parseHexByte(const std::string& reply, int& value) {
-    unsigned parsed = 0;
-    if (std::sscanf(reply.c_str(), "%02x", &parsed) != 1) {
+    auto digit = [](char c) {
+        if (c >= '0' && c <= '9')
+            return c - '0';
+        if (c >= 'a' && c <= 'f')
+            return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F')
+            return c - 'A' + 10;
+        return -1;
+    };
+    if (reply.size() < 2 || digit(reply[0]) < 0 || digit(reply[1]) < 0) {
         return false;
     }
-    value = static_cast<int>(parsed);
+    value = digit(reply[0]) * 16 + digit(reply[1]);
     return true;
 }
 
