@@ -6,6 +6,7 @@
 #include <deque>
 #include <thread>
 
+#include "core/hex_digit.h"
 #include "prom/prom_parameters.h"
 #include "tarndll.h"
 
@@ -51,19 +52,12 @@ std::string readCommand(int promAddress) {
 // A byte reply begins with exactly two hex digits. (A scanf conversion would also take a sign
 // or a blank, and "-1" would become a negative byte.)
 bool parseHexByte(const std::string& reply, int& value) {
-    auto digit = [](char c) {
-        if (c >= '0' && c <= '9')
-            return c - '0';
-        if (c >= 'a' && c <= 'f')
-            return c - 'a' + 10;
-        if (c >= 'A' && c <= 'F')
-            return c - 'A' + 10;
-        return -1;
-    };
-    if (reply.size() < 2 || digit(reply[0]) < 0 || digit(reply[1]) < 0) {
+    const int high = reply.size() >= 2 ? hexDigitValue(reply[0]) : -1;
+    const int low = reply.size() >= 2 ? hexDigitValue(reply[1]) : -1;
+    if (high < 0 || low < 0) {
         return false;
     }
-    value = digit(reply[0]) * 16 + digit(reply[1]);
+    value = high * 16 + low;
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <utility>
 
+#include "core/hex_digit.h"
 #include "program/instruction_set.h"
 #include "program/program_source.h"
 
@@ -14,16 +15,6 @@ namespace Orvek {
 using namespace instruction_set;
 
 namespace {
-
-int hexDigitValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 std::string errorMessage(ReadStatus status, std::size_t offset) {
     char where[48];
