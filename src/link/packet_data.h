@@ -16,11 +16,15 @@ struct PacketData {
 
     int32_t payloadLength() const { return static_cast<int32_t>(payload.size()); }
 
-    // Splits a received datagram into its fields. The caller checks the minimum length.
+    // The header fields of a received datagram, without the payload (missing bytes read as 0).
+    static PacketData headerOf(const std::vector<char>& datagram);
+    // Header and payload. The caller checks the minimum length.
     static PacketData fromDatagram(const std::vector<char>& datagram);
+    // Copies the payload (bytes 4..end) of the datagram this header came from.
+    void takePayload(const std::vector<char>& datagram);
 };
 
-inline PacketData PacketData::fromDatagram(const std::vector<char>& datagram) {
+inline PacketData PacketData::headerOf(const std::vector<char>& datagram) {
     PacketData packet;
     auto byteAt = [&](std::size_t i) {
         return i < datagram.size() ? static_cast<uint8_t>(datagram[i]) : uint8_t{0};
@@ -28,9 +32,20 @@ inline PacketData PacketData::fromDatagram(const std::vector<char>& datagram) {
     packet.tagA = byteAt(0);
     packet.tagB = byteAt(1);
     packet.packetCounter = (byteAt(2) << 8) | byteAt(3);
+    return packet;
+}
+
+inline void PacketData::takePayload(const std::vector<char>& datagram) {
     if (datagram.size() > 4) {
-        packet.payload.assign(datagram.begin() + 4, datagram.end());
+        payload.assign(datagram.begin() + 4, datagram.end());
+    } else {
+        payload.clear();
     }
+}
+
+inline PacketData PacketData::fromDatagram(const std::vector<char>& datagram) {
+    PacketData packet = headerOf(datagram);
+    packet.takePayload(datagram);
     return packet;
 }
 

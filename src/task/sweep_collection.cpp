@@ -56,11 +56,7 @@ Err_Code collectSweep(const std::shared_ptr<Transport>& endpoint, const std::str
         }
         // The header decides whether the datagram belongs to the sweep; the payload is copied
         // only for packets that are kept.
-        PacketData packet;
-        packet.tagA = static_cast<uint8_t>(datagram[0]);
-        packet.tagB = static_cast<uint8_t>(datagram[1]);
-        packet.packetCounter =
-            (static_cast<uint8_t>(datagram[2]) << 8) | static_cast<uint8_t>(datagram[3]);
+        PacketData packet = PacketData::headerOf(datagram);
         const int position = static_cast<int>(packets.size()) % shape.packetsPerPath;
         const int wantedTagB = position == shape.packetsPerPath - 1 ? kLastPacketOfPathTag : 0;
         bool skip = sync.tagKnown && packet.tagA != sync.unitTag;
@@ -95,7 +91,7 @@ Err_Code collectSweep(const std::shared_ptr<Transport>& endpoint, const std::str
             }
             continue;
         }
-        packet.payload.assign(datagram.begin() + 4, datagram.end());
+        packet.takePayload(datagram);
         packets.push_back(std::move(packet));
     }
 
