@@ -87,14 +87,20 @@ def _copy(pointer, count):
     return np.ctypeslib.as_array(pointer, shape=(count,)).copy() if count else np.empty(0)
 
 
+def _read(reader, path, result, what):
+    """Fills `result` through the library's reader; OSError when the file cannot be read."""
+    code = reader(_path_bytes(path), ctypes.byref(result))
+    if code == _lib.constant("ERR_BYTES"):
+        raise OSError(f"cannot read {os.fspath(path)}")
+    _lib.check(code, f"{os.fspath(path)} is not {what}")
+    return result
+
+
 def read_touchstone(path):
     """(frequencies in MHz, S[point, i, j]) of a Touchstone 1.x file; the name gives the port
     count (".s2p")."""
-    network = _lib.Network()
-    code = _lib.vna.tarnvna_touchstone_read(_path_bytes(path), ctypes.byref(network))
-    if code == _lib.constant("ERR_BYTES"):
-        raise OSError(f"cannot read {os.fspath(path)}")
-    _lib.check(code, f"{os.fspath(path)} is not a Touchstone file this package reads")
+    network = _read(_lib.vna.tarnvna_touchstone_read, path, _lib.Network(),
+                    "a Touchstone file this package reads")
     try:
         n, points = network.ports, network.points
         freq = _copy(network.freq_mhz, points)
@@ -106,11 +112,7 @@ def read_touchstone(path):
 
 def read_csv(path):
     """(frequencies in MHz, {name: complex values}) of a CSV file as write_csv writes it."""
-    table = _lib.Table()
-    code = _lib.vna.tarnvna_csv_read(_path_bytes(path), ctypes.byref(table))
-    if code == _lib.constant("ERR_BYTES"):
-        raise OSError(f"cannot read {os.fspath(path)}")
-    _lib.check(code, f"{os.fspath(path)} is not a sweep CSV file")
+    table = _read(_lib.vna.tarnvna_csv_read, path, _lib.Table(), "a sweep CSV file")
     try:
         count, points = table.columns, table.points
         freq = _copy(table.freq_mhz, points)

@@ -100,7 +100,20 @@ class _Progress:
             return False
 
 
-class Unit:
+class _Closing:
+    """Closed at the end of a `with` block, and when collected without close()."""
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+
+    def __del__(self):
+        self.close()
+
+
+class Unit(_Closing):
     """One unit. Use it in a `with` block (or call close()): the unit is halted and the
     driver's task released at the end.
 
@@ -161,15 +174,6 @@ class Unit:
         if isinstance(given, (str, bytes, os.PathLike)):
             return Calibration.from_file(given)
         raise ValueError('calibration is None, "unit", a calibration file or a Calibration')
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exc):
-        self.close()
-
-    def __del__(self):
-        self.close()
 
     def __repr__(self):
         return f"Unit({self.address}:{self.port}, {self.details!r})"
@@ -377,7 +381,7 @@ class Unit:
             dll.interruptMeasurement(self._task)
 
 
-class Stream:
+class Stream(_Closing):
     """Free-running sweeps of one unit or of an array; see Unit.stream()."""
 
     def __init__(self, units, count, seconds, broadcast=False):
@@ -423,15 +427,6 @@ class Stream:
             sweeps.append(unit._collect())
         self._done += 1
         return sweeps if len(self._units) > 1 else sweeps[0]
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exc):
-        self.close()
-
-    def __del__(self):
-        self.close()
 
     def close(self):
         """Halts the free-running sweeps; safe to call twice."""
